@@ -1,0 +1,37 @@
+// The agent executable: wires the real modules into the entry and the supervision loop.
+#include "core/Clock.h"
+#include "core/Globals.h"
+#include "core/Paths.h"
+#include "core/Plug.h"
+#include "eaccess/Eaccess.h"
+#include "functions/FwVersion.h"
+#include "ipc/ComF.h"
+#include "ipc/CommServer.h"
+#include "lan/Lan.h"
+#include "platform/Session.h"
+#include "platform/TcpServer.h"
+
+int main(int argc, char** argv) {
+    ClockInitFromEnv();
+    PathsInitFromEnv();
+    AgentOps ops{};
+    ops.ResetRecvQueue = ResetRecvQueue;
+    ops.InitProtool = InitProtool;
+    ops.StartEaccess = StartEaccess;
+    ops.CommServerStart = CommServerStart;
+    ops.Fn39Init = Fn39Init;
+    ops.Fn40Init = Fn40Init;
+    ops.StartSubdev = StartSubdev;
+    ops.ResetServerContext = ResetServerContext;
+    ops.RegisterStart = RegisterStart;
+    ops.LoginStart = LoginStart;
+    ops.ReLogin = ReLogin;
+    ops.HeartbeatStart = HeartbeatStart;
+    ops.DeleteHeartbear = DeleteHeartbear;
+    ops.DeleteServer = DeleteServer;
+    ops.ComF_send_pluginstate = ComF_send_pluginstate;
+    ops.ComF_get_autoreport_conf = ComF_get_autoreport_conf;
+    ops.dev_fwversion_report = dev_fwversion_report;
+    ops.ComF_send_calibration = ComF_send_calibration;
+    PlugExit(PlugMain(argc, argv, ops));
+}

@@ -1,0 +1,5 @@
+// The access-time enforcement service.
+#pragma once
+
+int StartEaccess();
+void StopEaccess();

@@ -1,0 +1,4 @@
+// Firmware version report to the platform.
+#pragma once
+
+int dev_fwversion_report();

@@ -1,0 +1,58 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "TestSupport.h"
+#include "core/Log.h"
+
+using testsupport::LogCapture;
+
+namespace {
+
+TEST(LogEnabled, OnlySingleLevelBitsInTheMask) {
+    LogCapture log(31);
+    EXPECT_EQ(0, LogEnabled(3));
+    EXPECT_EQ(0, LogEnabled(0));
+    EXPECT_EQ(0, LogEnabled(64));
+    EXPECT_EQ(0, LogEnabled(32));  // a level bit, but not in the mask 31
+    EXPECT_EQ("", log.Text());     // nothing printed for refused levels
+    EXPECT_EQ(1, LogEnabled(16));
+    EXPECT_TRUE(log.Contains("[DEBUG]"));
+}
+
+TEST(LogEnabled, MaskZeroSilencesEverything) {
+    LogCapture log(0);
+    LOGE("error %d", 1);
+    LOGI("info");
+    LOGD("debug");
+    EXPECT_EQ("", log.Text());
+}
+
+TEST(LogLine, ThreePiecesWithColours) {
+    LogCapture log(31);
+    LOGE("Register failed.");
+    std::string text = log.Text();
+    std::regex line(
+        "\\d{4}-\\d{1,2}-\\d{1,2} \\d{2}:\\d{2}:\\d{2} \\[ERR\\]"
+        "\033\\[1;31m \\[LogTest\\.cpp->TestBody->\\d+\\]-> \033\\[0m"
+        "\033\\[1;33mRegister failed\\.\033\\[0m\n\n");
+    EXPECT_TRUE(std::regex_match(text, line)) << text;
+
+    log.Clear();
+    LOGI_OK("Login done");
+    EXPECT_NE(std::string::npos, log.Text().find("[INFO]\033[1;32m [LogTest.cpp->"));
+    EXPECT_NE(std::string::npos, log.Text().find("\033[1;32mLogin done\033[0m\n\n"));
+
+    log.Clear();
+    LOGD("x");
+    EXPECT_NE(std::string::npos, log.Text().find("[DEBUG]\033[1;33m [LogTest.cpp->"));
+}
+
+TEST(LogLine, LongMessagesAreWrittenWhole) {
+    LogCapture log(31);
+    std::string big(5000, 'z');
+    LOGD("%s", big.c_str());
+    EXPECT_TRUE(log.Contains(big + "\033[0m\n\n"));
+}
+
+}  // namespace

@@ -1,0 +1,313 @@
+// The supervision loop's decisions, driven with fake session operations and a clock that moves
+// only when the loop sleeps: days of schedule run in milliseconds.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "TestSupport.h"
+#include "core/Clock.h"
+#include "core/Globals.h"
+#include "core/Paths.h"
+#include "core/Plug.h"
+
+using testsupport::LogCapture;
+using testsupport::ReadFile;
+using testsupport::TempDir;
+
+namespace {
+
+constexpr int64_t kHour = 3600 * 1000LL;
+
+// A manual clock that runs a callback after every sleep, so a test can end sessions at chosen
+// virtual times.
+class ScriptClock : public ManualClock {
+public:
+    std::function<void(int64_t elapsedMs)> onSleep;
+    int64_t start = NowMs();
+    void SleepMs(int64_t ms) override {
+        ManualClock::SleepMs(ms);
+        if (onSleep) onSleep(NowMs() - start);
+    }
+};
+
+struct Fake {
+    std::vector<std::string> calls;
+    std::vector<std::string> registerAddrs;
+    std::function<int(const char*)> registerResult = [](const char*) { return -1; };
+    std::function<int()> reloginResult = [] { return -1; };
+    std::function<int()> heartbeatResult = [] { return 0; };
+    int loginResult = 0;
+    size_t Count(const std::string& name) const {
+        size_t n = 0;
+        for (const auto& c : calls)
+            n += c == name;
+        return n;
+    }
+};
+
+Fake* gFake = nullptr;
+
+AgentOps FakeOps() {
+    AgentOps ops{};
+    ops.ResetRecvQueue = [] { gFake->calls.push_back("ResetRecvQueue"); };
+    ops.InitProtool = [] { return 0; };
+    ops.StartEaccess = [] {
+        gFake->calls.push_back("StartEaccess");
+        return 0;
+    };
+    ops.CommServerStart = [] {
+        gFake->calls.push_back("CommServerStart");
+        return 0;
+    };
+    ops.Fn39Init = [] {
+        gFake->calls.push_back("Fn39Init");
+        return 0;
+    };
+    ops.Fn40Init = [] {
+        gFake->calls.push_back("Fn40Init");
+        return 0;
+    };
+    ops.StartSubdev = [] {
+        gFake->calls.push_back("StartSubdev");
+        return 0;
+    };
+    ops.ResetServerContext = [] { gFake->calls.push_back("ResetServerContext"); };
+    ops.RegisterStart = [](const char* a) {
+        gFake->calls.push_back("RegisterStart");
+        gFake->registerAddrs.push_back(a);
+        return gFake->registerResult(a);
+    };
+    ops.LoginStart = [] {
+        gFake->calls.push_back("LoginStart");
+        return gFake->loginResult;
+    };
+    ops.ReLogin = [] {
+        gFake->calls.push_back("ReLogin");
+        return gFake->reloginResult();
+    };
+    ops.HeartbeatStart = [] {
+        gFake->calls.push_back("HeartbeatStart");
+        return gFake->heartbeatResult();
+    };
+    ops.DeleteHeartbear = [] { gFake->calls.push_back("DeleteHeartbear"); };
+    ops.DeleteServer = [] { gFake->calls.push_back("DeleteServer"); };
+    ops.ComF_send_pluginstate = [] {
+        gFake->calls.push_back("pluginstate");
+        return 0u;
+    };
+    ops.ComF_get_autoreport_conf = [] {
+        gFake->calls.push_back("autoreport_conf");
+        return 0u;
+    };
+    ops.dev_fwversion_report = [] {
+        gFake->calls.push_back("fwversion");
+        return 0;
+    };
+    ops.ComF_send_calibration = [] { gFake->calls.push_back("calibration"); };
+    return ops;
+}
+
+class Supervision : public ::testing::Test {
+protected:
+    void SetUp() override {
+        gFake = &fake;
+        PathsRelocate(dir.path());
+        SetClock(&clock);
+        runMode = 1;
+        mQuitPro = 0;
+        mLogin = 0;
+        strcpy(RegisterIpAddr1, "10.0.0.1");
+        strcpy(RegisterIpAddr2, "10.0.0.2");
+    }
+    void TearDown() override {
+        SetClock(nullptr);
+        PathsRelocate("");
+        gFake = nullptr;
+    }
+    std::string Status() { return ReadFile(dir.File("plugstatus")); }
+
+    TempDir dir;
+    ScriptClock clock;
+    Fake fake;
+    LogCapture log{31};
+};
+
+TEST_F(Supervision, OnlyServer1NeverTouchesServer2AndTwelfthFailedCycleIsFatal) {
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    ASSERT_EQ(12u, fake.registerAddrs.size());
+    for (const auto& a : fake.registerAddrs)
+        EXPECT_EQ("10.0.0.1", a);
+    EXPECT_EQ(12u, log.Count("Only server1..."));
+    EXPECT_EQ(11u, log.Count("RegisterStart error."));
+    EXPECT_TRUE(log.Contains("Register retry more than 10 times, exit !!!"));
+    EXPECT_EQ("102\n", Status());
+    EXPECT_EQ(0, clock.SleptMs());  // the loop adds no delay between single-attempt cycles
+}
+
+TEST_F(Supervision, OnlyServer2NeverTouchesServer1) {
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 2));
+    ASSERT_EQ(12u, fake.registerAddrs.size());
+    for (const auto& a : fake.registerAddrs)
+        EXPECT_EQ("10.0.0.2", a);
+}
+
+TEST_F(Supervision, BothResolvedThreeTriesOnServer1FiveSecondsApartThenServer2) {
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 0));
+    ASSERT_EQ(48u, fake.registerAddrs.size());
+    for (size_t i = 0; i < fake.registerAddrs.size(); ++i)
+        EXPECT_EQ(i % 4 == 3 ? "10.0.0.2" : "10.0.0.1", fake.registerAddrs[i]) << i;
+    EXPECT_EQ(12 * 3 * 5000, clock.SleptMs());
+    // Every attempt starts from a clean session context.
+    EXPECT_EQ(48u, fake.Count("ResetServerContext"));
+}
+
+TEST_F(Supervision, TestModeUsesOnlyTheLiteralAddress) {
+    runMode = 0;
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 0));
+    EXPECT_EQ(12u, log.Count("Test Mode!!!"));
+    for (const auto& a : fake.registerAddrs)
+        EXPECT_EQ("10.0.0.1", a);
+}
+
+TEST_F(Supervision, UnknownResolveResultIsFatal) {
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 7));
+    EXPECT_TRUE(log.Contains("Dns parse failed, exit!!!"));
+    EXPECT_EQ("102\n", Status());
+    EXPECT_TRUE(fake.registerAddrs.empty());
+}
+
+// Registers once, ends the session at `endAfterMs` of virtual time, then fails every later
+// registration so the loop ends.
+void OneSession(Fake& fake, ScriptClock& clock, int64_t endAfterMs) {
+    auto registrations = std::make_shared<int>(0);
+    fake.registerResult = [registrations](const char*) { return (*registrations)++ == 0 ? 0 : -1; };
+    auto ended = std::make_shared<bool>(false);
+    clock.onSleep = [ended, endAfterMs](int64_t elapsed) {
+        if (!*ended && elapsed >= endAfterMs) {
+            *ended = true;
+            mQuitPro = 1;
+        }
+    };
+}
+
+TEST_F(Supervision, SessionEndingAfter19HoursLogsInAgain) {
+    OneSession(fake, clock, 19 * kHour);
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    EXPECT_EQ(1u, fake.Count("ReLogin"));
+    EXPECT_TRUE(log.Contains("ReLogin..."));
+    EXPECT_FALSE(log.Contains("Ready to Register ..."));
+    // Session end: heartbeat and connection torn down before the 20 s pause.
+    EXPECT_EQ(1u, fake.Count("DeleteHeartbear"));
+    EXPECT_EQ(1u, fake.Count("DeleteServer"));
+    EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
+}
+
+TEST_F(Supervision, SessionEndingAfter20HoursRegistersAgain) {
+    OneSession(fake, clock, 20 * kHour);
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    EXPECT_EQ(0u, fake.Count("ReLogin"));
+    EXPECT_TRUE(log.Contains("Ready to Register ..."));
+    EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
+}
+
+TEST_F(Supervision, SessionEndResetsTheFailedCycleCounter) {
+    // Five failures, one session, then twelve more failures before the exit: the counter was
+    // cleared at the session end.
+    int n = 0;
+    fake.registerResult = [&n](const char*) { return ++n == 6 ? 0 : -1; };
+    bool ended = false;
+    clock.onSleep = [&ended](int64_t) {
+        if (!ended) {
+            ended = true;
+            mQuitPro = 1;
+        }
+    };
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    EXPECT_EQ(6u + 12u, fake.Count("RegisterStart"));
+}
+
+TEST_F(Supervision, ScheduledActionsRunOncePerRegistrationNotAfterReLogin) {
+    int registrations = 0;
+    fake.registerResult = [&registrations](const char*) { return registrations++ == 0 ? 0 : -1; };
+    int relogins = 0;
+    fake.reloginResult = [&relogins] { return relogins++ == 0 ? 0 : -1; };
+    // End the session at 300 s and again at 1000 s (passes 150 and ~490).
+    int ends = 0;
+    clock.onSleep = [&ends](int64_t elapsed) {
+        if ((ends == 0 && elapsed >= 300000) || (ends == 1 && elapsed >= 1000000)) {
+            ++ends;
+            mQuitPro = 1;
+        }
+    };
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    EXPECT_EQ(2u, fake.Count("ReLogin"));
+    EXPECT_EQ(1u, fake.Count("autoreport_conf"));
+    EXPECT_EQ(1u, fake.Count("fwversion"));
+    EXPECT_EQ(1u, fake.Count("calibration"));
+    // Plug-in state: pass 8, each session end, and after the successful re-login.
+    EXPECT_EQ(1u + 2u + 1u, fake.Count("pluginstate"));
+}
+
+TEST_F(Supervision, ScheduledActionsAtPasses8_9_11_100) {
+    fake.registerResult = [](const char*) { return 0; };
+    std::vector<std::pair<std::string, int64_t>> seen;
+    const int64_t start = clock.NowMs();
+    clock.onSleep = [&](int64_t elapsed) {
+        if (elapsed >= 210000) mQuitPro = 1;
+    };
+    fake.reloginResult = [] { return -1; };
+    // After the first session the loop registers again forever; stop it with failures.
+    int registrations = 0;
+    fake.registerResult = [&registrations](const char*) { return registrations++ == 0 ? 0 : -1; };
+    auto ops = FakeOps();
+    static std::vector<std::pair<std::string, int64_t>>* sSeen;
+    static int64_t sStart;
+    static ManualClock* sClock;
+    sSeen = &seen;
+    sStart = start;
+    sClock = &clock;
+    ops.ComF_get_autoreport_conf = [] {
+        sSeen->emplace_back("conf", sClock->NowMs() - sStart);
+        return 0u;
+    };
+    ops.dev_fwversion_report = [] {
+        sSeen->emplace_back("fw", sClock->NowMs() - sStart);
+        return 0;
+    };
+    ops.ComF_send_calibration = [] { sSeen->emplace_back("cal", sClock->NowMs() - sStart); };
+    EXPECT_EQ(-1, RunSupervisionLoop(ops, 1));
+    ASSERT_EQ(3u, seen.size());
+    EXPECT_EQ(std::make_pair(std::string("conf"), int64_t{18000}), seen[0]);
+    EXPECT_EQ(std::make_pair(std::string("fw"), int64_t{22000}), seen[1]);
+    EXPECT_EQ(std::make_pair(std::string("cal"), int64_t{200000}), seen[2]);
+    EXPECT_TRUE(log.Contains("Send calibration info."));
+}
+
+TEST_F(Supervision, HeartbeatStartFailureAfterFirstLoginWrites102AndTearsDown) {
+    int registrations = 0;
+    fake.registerResult = [&registrations](const char*) { return registrations++ == 0 ? 0 : -1; };
+    fake.heartbeatResult = [] { return -1; };
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    EXPECT_EQ(1u, fake.Count("DeleteHeartbear"));
+    EXPECT_EQ(1u, fake.Count("DeleteServer"));
+    EXPECT_TRUE(log.Contains("LoginStart error."));
+    // Counter unchanged by the login-side failure: twelve more failed cycles end the process.
+    EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
+}
+
+TEST_F(Supervision, WeeklyExitAtASessionEndWithoutStatusWrite) {
+    fake.registerResult = [](const char*) { return 0; };
+    clock.onSleep = [](int64_t elapsed) {
+        if (elapsed > (302400LL + 2) * 2000) mQuitPro = 1;
+    };
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    EXPECT_TRUE(log.Contains("After a week exit, restart ..."));
+    EXPECT_EQ("001\n", Status());
+    EXPECT_EQ(0u, fake.Count("DeleteServer"));
+}
+
+}  // namespace

@@ -1,0 +1,171 @@
+#include "TestSupport.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#include "core/Log.h"
+
+extern char** environ;
+
+namespace testsupport {
+
+TempDir::TempDir() {
+    const char* base = getenv("TMPDIR");
+    std::string tmpl = std::string(base && *base ? base : "/tmp") + "/plugtest.XXXXXX";
+    std::vector<char> buf(tmpl.begin(), tmpl.end());
+    buf.push_back('\0');
+    if (!mkdtemp(buf.data())) abort();
+    path_ = buf.data();
+}
+
+TempDir::~TempDir() {
+    std::string cmd = "rm -rf '" + path_ + "'";
+    if (system(cmd.c_str()) != 0) {
+        // Nothing useful to do in a destructor; the directory is under the temp root.
+    }
+}
+
+void WriteFile(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+namespace {
+
+std::mutex gCaptureMu;
+std::string gCaptured;
+
+void CaptureSink(const char* text, size_t len) {
+    std::lock_guard<std::mutex> g(gCaptureMu);
+    gCaptured.append(text, len);
+}
+
+}  // namespace
+
+LogCapture::LogCapture(unsigned mask) : oldMask_(GetLogMask()) {
+    Clear();
+    SetLogSink(CaptureSink);
+    SetLogMask(mask);
+}
+
+LogCapture::~LogCapture() {
+    SetLogSink(nullptr);
+    SetLogMask(oldMask_);
+}
+
+std::string LogCapture::Text() const {
+    std::lock_guard<std::mutex> g(gCaptureMu);
+    return gCaptured;
+}
+
+bool LogCapture::Contains(const std::string& needle) const {
+    return Text().find(needle) != std::string::npos;
+}
+
+size_t LogCapture::Count(const std::string& needle) const {
+    std::string text = Text();
+    size_t n = 0;
+    for (size_t pos = text.find(needle); pos != std::string::npos;
+         pos = text.find(needle, pos + needle.size()))
+        ++n;
+    return n;
+}
+
+void LogCapture::Clear() {
+    std::lock_guard<std::mutex> g(gCaptureMu);
+    gCaptured.clear();
+}
+
+bool WaitUntil(const std::function<bool()>& pred, std::chrono::milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (pred()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return pred();
+}
+
+std::string AgentBinary() {
+    const char* env = getenv("PLUG_AGENT");
+    return env ? env : "plugagent";
+}
+
+Child::Child(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
+             const std::string& stderrFile, const std::string& cwd) {
+    std::vector<std::string> envStrings;
+    for (char** e = environ; *e; ++e) {
+        std::string kv = *e;
+        std::string key = kv.substr(0, kv.find('='));
+        if (env.count(key) == 0) envStrings.push_back(kv);
+    }
+    for (const auto& kv : env)
+        envStrings.push_back(kv.first + "=" + kv.second);
+    std::vector<char*> cargv;
+    for (const auto& a : argv)
+        cargv.push_back(const_cast<char*>(a.c_str()));
+    cargv.push_back(nullptr);
+    std::vector<char*> cenv;
+    for (const auto& e : envStrings)
+        cenv.push_back(const_cast<char*>(e.c_str()));
+    cenv.push_back(nullptr);
+
+    pid_ = fork();
+    if (pid_ == 0) {
+        int fd = open(stderrFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (fd >= 0) {
+            dup2(fd, 2);
+            dup2(fd, 1);
+            close(fd);
+        }
+        if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(127);
+        execve(cargv[0], cargv.data(), cenv.data());
+        _exit(127);
+    }
+}
+
+Child::~Child() {
+    Kill();
+}
+
+bool Child::Wait(std::chrono::milliseconds timeout, int* exitStatus) {
+    if (pid_ <= 0 || reaped_) return false;
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (;;) {
+        int status = 0;
+        pid_t r = waitpid(pid_, &status, WNOHANG);
+        if (r == pid_) {
+            reaped_ = true;
+            if (exitStatus) *exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            return true;
+        }
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+void Child::Kill() {
+    if (pid_ <= 0 || reaped_) return;
+    kill(pid_, SIGKILL);
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    reaped_ = true;
+}
+
+}  // namespace testsupport

@@ -1,0 +1,71 @@
+// Helpers shared by the tests: private runtime directories, captured log output, waiting for a
+// condition with a deadline, and running the agent binary as a child process.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+// A fresh directory under $TMPDIR (or /tmp), removed with its content on destruction.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& path() const { return path_; }
+    std::string File(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+void WriteFile(const std::string& path, const std::string& content);
+std::string ReadFile(const std::string& path);  // empty when missing
+
+// Captures every log line written while alive (and sets the log mask for its life).
+class LogCapture {
+public:
+    explicit LogCapture(unsigned mask = 31);
+    ~LogCapture();
+    std::string Text() const;
+    bool Contains(const std::string& needle) const;
+    size_t Count(const std::string& needle) const;
+    void Clear();
+
+private:
+    unsigned oldMask_;
+};
+
+// Polls `pred` every few milliseconds until it holds or `timeout` passes. Returns pred().
+bool WaitUntil(const std::function<bool()>& pred,
+               std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+// The agent binary built beside the tests (PLUG_AGENT from ctest, else the build tree path).
+std::string AgentBinary();
+
+// A child process with its standard error collected to a file.
+class Child {
+public:
+    Child(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
+          const std::string& stderrFile, const std::string& cwd = "");
+    ~Child();  // kills the child if still running
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    // Waits up to `timeout` for the child to end; true with its exit status when it did.
+    bool Wait(std::chrono::milliseconds timeout, int* exitStatus);
+    void Kill();
+    pid_t pid() const { return pid_; }
+
+private:
+    pid_t pid_ = -1;
+    bool reaped_ = false;
+};
+
+}  // namespace testsupport
