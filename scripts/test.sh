@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs the whole test suite: the plain build, the build with
+# AddressSanitizer + UndefinedBehaviorSanitizer, the build with ThreadSanitizer, the mbedTLS
+# crypto build, the big-endian (s390x, under qemu-user) build and the packaging checks.
+# Any failing test or sanitizer report fails the run.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+
+scripts/install-deps.sh
+
+jobs=$(nproc 2>/dev/null || echo 2)
+export CTEST_OUTPUT_ON_FAILURE=1
+export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:strict_string_checks=1"
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
+
+stage() {
+    local preset=$1
+    echo "=== ${preset}: configure and build"
+    cmake --preset "$preset" >/dev/null
+    cmake --build "build/${preset}" -j"$jobs"
+    echo "=== ${preset}: tests"
+    ctest --test-dir "build/${preset}" -j"$jobs" --timeout 300
+}
+
+start=$(date +%s)
+stage debug
+stage asan
+stage tsan
+stage mbedtls
+for extra in scripts/cross-test.sh scripts/check-packaging.sh; do
+    if [ -x "$extra" ]; then
+        echo "=== ${extra}"
+        "$root/$extra"
+    fi
+done
+echo "=== all stages passed in $(( $(date +%s) - start )) s"
