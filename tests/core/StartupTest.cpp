@@ -1,0 +1,108 @@
+// Start-up pieces: the status file and the reading of the platform settings.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "TestSupport.h"
+#include "core/Config.h"
+#include "core/Globals.h"
+#include "core/Paths.h"
+#include "core/Status.h"
+#include "platform/Session.h"
+
+using testsupport::LogCapture;
+using testsupport::ReadFile;
+using testsupport::TempDir;
+using testsupport::WriteFile;
+
+namespace {
+
+TEST(WritePlugStatus, ThreeDigitsAndLineFeedTruncatingThePreviousCode) {
+    TempDir dir;
+    PathsRelocate(dir.path());
+    ASSERT_EQ(0, WritePlugStatus(103));
+    EXPECT_EQ("103\n", ReadFile(dir.File("plugstatus")));
+    ASSERT_EQ(0, WritePlugStatus(1));
+    EXPECT_EQ("001\n", ReadFile(dir.File("plugstatus")));
+    PathsRelocate(dir.File("no/such/dir"));
+    EXPECT_EQ(-1, WritePlugStatus(2));
+    PathsRelocate("");
+}
+
+class InitProtoolTest : public ::testing::Test {
+protected:
+    int Init(const std::string& protool) {
+        WriteFile(dir.File("plug.conf"), "[Dev]\nPIN=123456789012\n[Protool]\n" + protool);
+        SetConfigPath(dir.File("plug.conf"));
+        return InitProtool();
+    }
+    TempDir dir;
+    LogCapture log{31};
+};
+
+TEST_F(InitProtoolTest, PortLimits) {
+    struct {
+        const char* port;
+        int result;
+    } cases[] = {{"2047", -1}, {"2048", 0}, {"65530", 0}, {"65531", -1}, {"abc", -1}};
+    for (const auto& c : cases) {
+        log.Clear();
+        EXPECT_EQ(c.result, Init(std::string("SERVER1=127.0.0.1\nPORT=") + c.port + "\n"))
+            << c.port;
+        EXPECT_EQ(c.result == -1, log.Contains("RegPort error.")) << c.port;
+    }
+    EXPECT_EQ(0, Init("SERVER1=127.0.0.1\n"));
+    EXPECT_EQ(6039, regist_port);  // default port
+}
+
+TEST_F(InitProtoolTest, DottedServer1SelectsTestModeForBothAddresses) {
+    ASSERT_EQ(0, Init("KEY=k\nSERVER1=10.1.2.3\nSERVER2=reg2.example.com\n"));
+    EXPECT_EQ(0, runMode);
+    EXPECT_STREQ("10.1.2.3", RegisterIpAddr1);
+    EXPECT_STREQ("10.1.2.3", RegisterIpAddr2);
+    EXPECT_STREQ("123456789012", g_pin_code);
+    EXPECT_STREQ("k", gKeyText);
+    EXPECT_EQ(30, Fn40Interval);
+    EXPECT_EQ(1, AutoReportDevinfo);
+}
+
+TEST_F(InitProtoolTest, RunModeWithUnresolvableNamesFails) {
+    // Names with an empty label are refused by the resolver itself, without a DNS query; both
+    // contain "com", which selects run mode.
+    EXPECT_EQ(-1, Init("SERVER1=bad..server1.com\nSERVER2=bad..server2.com\n"));
+    EXPECT_EQ(1, runMode);
+    EXPECT_TRUE(log.Contains("DNS resolve addres1 error !!!"));
+    EXPECT_TRUE(log.Contains("DNS resolve addres2 error !!!"));
+}
+
+TEST_F(InitProtoolTest, RunModeWithOneResolvableName) {
+    // "localhost" resolves through the system resolver without any network; the name of
+    // server 1 holds "com", which is what selects run mode.
+    EXPECT_EQ(2, Init("SERVER1=bad..server1.com\nSERVER2=localhost\n"));
+    EXPECT_TRUE(log.Contains("Only access server2."));
+    EXPECT_STREQ("127.0.0.1", RegisterIpAddr2);
+}
+
+TEST_F(InitProtoolTest, OverLongValuesAreCut) {
+    std::string longName(200, 'c');
+    ASSERT_EQ(0, Init("KEY=" + std::string(100, 'k') + "\nSERVER1=" + longName + "\n"));
+    EXPECT_EQ(31u, strlen(gKeyText));
+    EXPECT_EQ(31u, strlen(RegisterIpAddr1));
+}
+
+TEST_F(InitProtoolTest, GarbledFileFallsBackToDefaults) {
+    std::mt19937 rng(7);
+    std::string junk(64 * 1024, '\0');
+    for (auto& ch : junk)
+        ch = static_cast<char>(rng());
+    // Junk lines (no section name among them), then one readable key.
+    WriteFile(dir.File("plug.conf"), junk + "\n[Protool]\nSERVER1=127.0.0.1\n");
+    SetConfigPath(dir.File("plug.conf"));
+    EXPECT_EQ(0, InitProtool());
+    EXPECT_STREQ("127.0.0.1", RegisterIpAddr1);
+    EXPECT_EQ(6039, regist_port);  // default port
+}
+
+}  // namespace
