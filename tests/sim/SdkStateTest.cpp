@@ -299,6 +299,29 @@ TEST_F(SdkTest, BadArgumentsFailWithStatusOne) {
     EXPECT_EQ(set_led_switch(3), 1);
     EXPECT_EQ(set_full_load_enable(0, 2), 1);
     EXPECT_EQ(update_rom_version("http://x/rom.bin", nullptr), 1);
+    uint16_t n = 0;
+    uint32_t ip = 0;
+    EXPECT_EQ(get_router_is_plug(nullptr), 1);
+    EXPECT_EQ(get_ftp_switch(nullptr), 1);
+    EXPECT_EQ(get_wan_tcp_con_num(0, nullptr), 1);
+    EXPECT_EQ(get_wan_con_status(0, nullptr), 1);
+    EXPECT_EQ(get_lan_con_status(0, nullptr), 1);
+    EXPECT_EQ(get_cpu_use(nullptr), 1);
+    EXPECT_EQ(get_duration_time(nullptr), 1);
+    EXPECT_EQ(get_devs_cfg(nullptr, &n), 1);
+    EXPECT_EQ(get_wans_cfg(nullptr, &n), 1);
+    EXPECT_EQ(get_dns(nullptr, &ip), 1);
+    EXPECT_EQ(get_router_version(nullptr), 1);
+    EXPECT_EQ(set_ssid_cfg(nullptr), 1);
+    SsidCfg unterminated;
+    memset(&unterminated, 'x', sizeof unterminated);
+    unterminated.index = 0;
+    EXPECT_EQ(set_ssid_cfg(&unterminated), 1);
+    SsidCfg absent;
+    memset(&absent, 0, sizeof absent);
+    absent.index = 9;
+    EXPECT_EQ(set_ssid_cfg(&absent), 1);
+    EXPECT_EQ(get_dev_us_bw(nullptr), 0u);
     // Nothing of that reached the file.
     EXPECT_EQ(ReadFile(statePath_), sdktest::DefaultStateText());
 }
