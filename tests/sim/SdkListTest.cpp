@@ -37,7 +37,7 @@ TEST_F(SdkTest, DevicesAreCutAtTheMaximumAndTheRealCountIsReported) {
     ASSERT_EQ(get_devs_cfg(devs.data(), &num), 0);
     EXPECT_EQ(num, 130);
     EXPECT_STREQ(devs[127].name, "dev127");
-    EXPECT_EQ(devs[127].ip, 0xC0A80181u);  // 192.168.1.129
+    EXPECT_EQ(+devs[127].ip, 0xC0A80181u);  // 192.168.1.129
     const uint8_t* guard = reinterpret_cast<const uint8_t*>(&devs[ROUTER_MAX_DEVS]);
     for (size_t i = 0; i < 2 * sizeof(DevCfg); ++i)
         ASSERT_EQ(guard[i], 0xEE) << i;
@@ -65,14 +65,14 @@ TEST_F(SdkTest, OtherListsAreCutToo) {
     uint16_t num = 0;
     ASSERT_EQ(get_wans_cfg(wans.data(), &num), 0);
     EXPECT_EQ(num, 10);
-    EXPECT_EQ(wans[7].index, 7);
+    EXPECT_EQ(+wans[7].index, 7);
     EXPECT_EQ(reinterpret_cast<const uint8_t*>(&wans[ROUTER_MAX_WANS])[0], 0xEE);
 
     std::vector<WlanCfg> wlans(ROUTER_MAX_WLANS + 1);
     memset(wlans.data(), 0xEE, wlans.size() * sizeof(WlanCfg));
     ASSERT_EQ(get_wlans_cfg(wlans.data(), &num), 0);
     EXPECT_EQ(num, 9);
-    EXPECT_EQ(wlans[ROUTER_MAX_WLANS].index, 0xEEEE);
+    EXPECT_EQ(+wlans[ROUTER_MAX_WLANS].index, 0xEEEE);
 
     std::vector<AdjWifiDev> adj(ROUTER_MAX_ADJ_WIFI + 1);
     memset(adj.data(), 0xEE, adj.size() * sizeof(AdjWifiDev));
@@ -102,8 +102,8 @@ TEST_F(SdkTest, DeviceRecordByteLayout) {
     EXPECT_EQ(r[25], 1);  // accessControl
     EXPECT_EQ(r[26], 1);  // attribute
     EXPECT_EQ(static_cast<int8_t>(r[27]), -57);
-    EXPECT_EQ(devs[2].linkRate, 585);
-    EXPECT_EQ(devs[2].ip, 0xC0A80166u);  // 192.168.1.102
+    EXPECT_EQ(+devs[2].linkRate, 585);
+    EXPECT_EQ(+devs[2].ip, 0xC0A80166u);  // 192.168.1.102
     EXPECT_EQ(devs[4].accessControl, 0);
 }
 
@@ -114,12 +114,12 @@ TEST_F(SdkTest, NeighbouringWifiAndWlanRecords) {
     ASSERT_EQ(num, 3);
     EXPECT_STREQ(adj[1].ssid, "NeighbourNet");
     EXPECT_EQ(adj[1].rssi, -72);
-    EXPECT_EQ(adj[1].channel, 11);
+    EXPECT_EQ(+adj[1].channel, 11);
     WlanCfg wlans[ROUTER_MAX_WLANS];
     ASSERT_EQ(get_wlans_cfg(wlans, &num), 0);
     ASSERT_EQ(num, 2);
     EXPECT_EQ(wlans[1].band, 1);
-    EXPECT_EQ(wlans[1].channel, 149);
+    EXPECT_EQ(+wlans[1].channel, 149);
     EXPECT_EQ(wlans[1].bandwidth, 2);
     EXPECT_EQ(wlans[1].ssidNum, 2);
 }

@@ -53,39 +53,39 @@ TEST_F(SdkTest, CpuAndMemoryRecords) {
     CpuCfg cpu;
     ASSERT_EQ(get_cpu_cfg(&cpu), 0);
     EXPECT_STREQ(cpu.model, "ARM Cortex-A53");
-    EXPECT_EQ(cpu.freqMhz, 1300);
+    EXPECT_EQ(+cpu.freqMhz, 1300);
     EXPECT_EQ(cpu.cores, 4);
     MemCfg mem;
     ASSERT_EQ(get_mem_cfg(&mem), 0);
-    EXPECT_EQ(mem.sizeKb, 262144u);
+    EXPECT_EQ(+mem.sizeKb, 262144u);
     EXPECT_STREQ(mem.type, "DDR3");
 }
 
 TEST_F(SdkTest, Ipv4TextComesBackAsHostOrderInteger) {
     LanCfg lan;
     ASSERT_EQ(get_lan_cfg(&lan), 0);
-    EXPECT_EQ(lan.ip, 0xC0A80101u);
-    EXPECT_EQ(lan.mask, 0xFFFFFF00u);
+    EXPECT_EQ(+lan.ip, 0xC0A80101u);
+    EXPECT_EQ(+lan.mask, 0xFFFFFF00u);
     EXPECT_EQ(lan.dhcpEnable, 1);
-    EXPECT_EQ(lan.leaseSec, 86400u);
+    EXPECT_EQ(+lan.leaseSec, 86400u);
     uint32_t dns1 = 0, dns2 = 0;
     ASSERT_EQ(get_dns(&dns1, &dns2), 0);
     EXPECT_EQ(dns1, 0xCA608056u);  // 202.96.128.86
     EXPECT_EQ(dns2, 0xCA608685u);  // 202.96.134.133
     WanCfg wan;
     ASSERT_EQ(get_wan_cfg(0, &wan), 0);
-    EXPECT_EQ(wan.ip, 0x64401707u);       // 100.64.23.7
-    EXPECT_EQ(wan.gateway, 0x64400001u);  // 100.64.0.1
+    EXPECT_EQ(+wan.ip, 0x64401707u);       // 100.64.23.7
+    EXPECT_EQ(+wan.gateway, 0x64400001u);  // 100.64.0.1
 }
 
 TEST_F(SdkTest, WanRecordAndCounters) {
     WanCfg wan;
     ASSERT_EQ(get_wan_cfg(1, &wan), 0);
-    EXPECT_EQ(wan.index, 1);
-    EXPECT_EQ(wan.vlanId, 45);
-    EXPECT_EQ(wan.mtu, 1500);
+    EXPECT_EQ(+wan.index, 1);
+    EXPECT_EQ(+wan.vlanId, 45);
+    EXPECT_EQ(+wan.mtu, 1500);
     EXPECT_STREQ(wan.name, "IPTV");
-    EXPECT_EQ(wan.linkSpeed, 100);
+    EXPECT_EQ(+wan.linkSpeed, 100);
     uint32_t n = 0;
     ASSERT_EQ(get_wan_tcp_con_num(0, &n), 0);
     EXPECT_EQ(n, 57u);
