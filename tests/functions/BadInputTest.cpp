@@ -110,6 +110,19 @@ TEST(BadInput, ShortParametersAreRefusedWithCode1) {
     }
 }
 
+// A text whose NUL is the last received byte is whole; one character over its field is not.
+TEST(BadInput, TextLimitsAreExact) {
+    fntest::SimRouter router;
+    Bytes name31(31, 'n');
+    name31.push_back(0);
+    EXPECT_EQ(Status(46, "00 00"), fntest::Call(Request(46, name31)).bytes);
+    EXPECT_EQ(std::string(31, 'n'), fntest::StateText(router.State().get(), "identity.name"));
+    Bytes name32(32, 'm');
+    name32.push_back(0);
+    EXPECT_EQ(Status(46, "01 00"), fntest::Call(Request(46, name32)).bytes);
+    EXPECT_EQ(std::string(31, 'n'), fntest::StateText(router.State().get(), "identity.name"));
+}
+
 TEST(BadInput, AccountTextWithoutTerminatorSetsNone) {
     fntest::SimRouter router;
     Bytes block(192, 0);
