@@ -78,6 +78,16 @@ constexpr size_t kMaxPlugDataLen = 1018;  // type 25 length field limit
 // Function calls.
 constexpr size_t kAnswerBufSize = 8192;
 constexpr int kFunctionTableSize = 88;
+constexpr size_t kFnParamOffset = 10;  // parameters start at request byte 10
+constexpr size_t kFnHeaderSize = 6;    // request tag, function ID, result code
+constexpr size_t kMaxLanPorts = 64;    // ports listed by functions 12 and 49
+constexpr size_t kMaxWanStates = 16;   // WANs listed by function 49
+constexpr int kWifiModules = 4;        // module states of function 49
+constexpr int kLinkSpeeds = 3;         // speeds of function 41
+constexpr size_t kMaxUrlText = 1023;   // URL texts of functions 56, 57, 59
+constexpr size_t kMd5TextField = 33;   // function 57: 32 hex digits and a NUL
+constexpr int kMinConfigJsonLen = 2;   // function 87 JSON length range
+constexpr int kMaxConfigJsonLen = 1023;
 
 // CommServer.
 constexpr size_t kCommRxBufSize = 8200;

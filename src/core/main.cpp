@@ -5,15 +5,18 @@
 #include "core/Plug.h"
 #include "eaccess/Eaccess.h"
 #include "functions/FwVersion.h"
+#include "functions/ProtoolSdk.h"
 #include "ipc/ComF.h"
 #include "ipc/CommServer.h"
 #include "lan/Lan.h"
+#include "platform/Dispatch.h"
 #include "platform/Session.h"
 #include "platform/TcpServer.h"
 
 int main(int argc, char** argv) {
     ClockInitFromEnv();
     PathsInitFromEnv();
+    SetFunctionCallHandler(ParserProtoolData);
     AgentOps ops{};
     ops.ResetRecvQueue = ResetRecvQueue;
     ops.InitProtool = InitProtool;

@@ -1,0 +1,109 @@
+// Rows 1, 2, 46, 60: the router's identity.
+#include <cstring>
+
+#include "RouterSdk.h"
+#include "core/ByteOrder.h"
+#include "functions/FnRequest.h"
+#include "functions/SdkRecords.h"
+#include "functions/SdkRows.h"
+#include "platform/Protool.h"
+
+namespace {
+
+// Answer layout of function 2.
+constexpr size_t kIdMac = 6;
+constexpr size_t kIdSn = 12;
+constexpr size_t kIdVendor = 76;
+constexpr size_t kIdModel = 140;
+constexpr size_t kIdCpu = 204;
+constexpr size_t kIdMem = 247;
+constexpr size_t kIdIsPlug = 267;
+constexpr size_t kIdName = 268;
+constexpr size_t kIdIpv6 = 300;
+constexpr size_t kIdAnswerLen = 301;
+
+static_assert(kIdCpu + kCpuCfgWire == kIdMem, "CPU record ends where memory starts");
+static_assert(kIdMem + kMemCfgWire == kIdIsPlug, "memory record ends at the plug flag");
+static_assert(kIdName + ROUTER_NAME_SIZE == kIdIpv6, "name ends at the IPv6 flag");
+
+// The SDK's identity texts and records, fetched before the answer is built.
+struct Identity {
+    char sn[ROUTER_TEXT_SIZE] = {};
+    char vendor[ROUTER_TEXT_SIZE] = {};
+    char model[ROUTER_TEXT_SIZE] = {};
+    CpuCfg cpu = {};
+    MemCfg mem = {};
+    uint8_t isPlug = 0;
+    char name[ROUTER_NAME_SIZE] = {};
+    uint8_t ipv6 = 0;
+};
+
+// Calls the SDK for every field in a fixed order (list initialisation runs left to right);
+// names the first failing call and returns its status.
+int FetchIdentity(Identity& id, const char** failed) {
+    struct Step {
+        const char* name;
+        int status;
+    };
+    const Step steps[] = {
+        {"get_router_sn", get_router_sn(id.sn)},
+        {"get_router_vender", get_router_vender(id.vendor)},
+        {"get_router_model", get_router_model(id.model)},
+        {"get_cpu_cfg", get_cpu_cfg(&id.cpu)},
+        {"get_mem_cfg", get_mem_cfg(&id.mem)},
+        {"get_name", get_name(id.name)},
+        {"get_router_is_plug", get_router_is_plug(&id.isPlug)},
+        {"get_router_support_ipv6", get_router_support_ipv6(&id.ipv6)},
+    };
+    for (const Step& s : steps) {
+        if (s.status != 0) {
+            *failed = s.name;
+            return s.status;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int Fn1GetRouterVersion(FnCall& call) {
+    RouterVersion ver = {};
+    int ret = get_router_version(&ver);
+    if (ret != 0) return FnAnswerSdkError(call, "get_router_version", ret);
+    uint8_t* a = FnAnswerBegin(call, limits::kFnHeaderSize + kVersionWire);
+    PutVersion(a + 6, ver);
+    return 0;
+}
+
+int Fn2GetRouterIdentity(FnCall& call) {
+    Identity id;
+    const char* failed = nullptr;
+    int ret = FetchIdentity(id, &failed);
+    if (ret != 0) return FnAnswerSdkError(call, failed, ret);
+    uint8_t* a = FnAnswerBegin(call, kIdAnswerLen);
+    GetRouteMac(a + kIdMac);
+    memcpy(a + kIdSn, id.sn, sizeof id.sn);
+    memcpy(a + kIdVendor, id.vendor, sizeof id.vendor);
+    memcpy(a + kIdModel, id.model, sizeof id.model);
+    PutCpuCfg(a + kIdCpu, id.cpu);
+    PutMemCfg(a + kIdMem, id.mem);
+    a[kIdIsPlug] = id.isPlug;
+    memcpy(a + kIdName, id.name, sizeof id.name);
+    a[kIdIpv6] = id.ipv6;
+    return 0;
+}
+
+int Fn46SetRouterName(FnCall& call) {
+    const char* name = FnParamText(call, limits::kFnParamOffset, ROUTER_NAME_SIZE - 1);
+    if (name == nullptr) return 0;
+    return FnAnswerSdkStatus(call, "set_name", set_name(name));
+}
+
+int Fn60GetRouterPin(FnCall& call) {
+    char pin[ROUTER_PIN_SIZE] = {};
+    int ret = get_router_pin(pin);
+    if (ret != 0) return FnAnswerSdkError(call, "get_router_pin", ret);
+    uint8_t* a = FnAnswerBegin(call, limits::kFnHeaderSize + ROUTER_PIN_SIZE);
+    memcpy(a + 6, pin, sizeof pin);
+    return 0;
+}

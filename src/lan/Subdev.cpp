@@ -1,0 +1,3 @@
+#include "lan/Subdev.h"
+
+std::atomic<int> nQuerySubdev{0};
