@@ -1,0 +1,10 @@
+// Helpers shared by the two crypto back ends.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/Crypto.h"
+
+void Md5ToHex(const uint8_t digest[16], char hex[kMd5HexSize]);
+void AesPadInto(const uint8_t* in, size_t len, uint8_t* out);
