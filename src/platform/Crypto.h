@@ -16,12 +16,13 @@ constexpr size_t AesPaddedLen(size_t len) {
     return len / kAesBlock * kAesBlock + kAesBlock;
 }
 
-// AES-128-CBC, zero IV for every call. `key` points at the KEY text buffer (at least 16 bytes,
-// zero-filled after the text). aes_encrypt pads `in` as above into `out` (AesPaddedLen(len)
-// bytes) and stores the padded length in *outLen. aes_decrypt decrypts the whole blocks of
-// `in` (len rounded down to a block) into `out`, which must hold one block more than that; the
-// extra block is zero-filled, *outLen receives len rounded down to a block, and no padding is
-// removed. Both return 0, or -1 for a missing buffer or a key that cannot be set (logged).
+// AES-128-CBC, zero IV for every call. `key` is the KEY text: its first 16 bytes, zero from the
+// terminating NUL on (the KEY buffer is zero-filled), are the AES-128 key. aes_encrypt pads `in` as
+// above into `out` (AesPaddedLen(len) bytes) and stores the padded length in *outLen. aes_decrypt
+// decrypts the whole blocks of `in` (len rounded down to a block) into `out`, which must hold one
+// block more than that; the extra block is zero-filled, *outLen receives len rounded down to a
+// block, and no padding is removed. Both return 0, or -1 for a missing buffer or a key that cannot
+// be set (logged).
 int aes_encrypt(const char* key, const uint8_t* in, uint8_t* out, size_t len, size_t* outLen);
 int aes_decrypt(const char* key, const uint8_t* in, uint8_t* out, size_t len, size_t* outLen);
 

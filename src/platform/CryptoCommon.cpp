@@ -27,3 +27,8 @@ void AesPadInto(const uint8_t* in, size_t len, uint8_t* out) {
     if (len) memcpy(out, in, len);
     memset(out + len, static_cast<int>(padded - len), padded - len);
 }
+
+void AesKeyFromText(const char* key, unsigned char k[kAesKeyLen]) {
+    memset(k, 0, kAesKeyLen);
+    memcpy(k, key, strnlen(key, kAesKeyLen));
+}

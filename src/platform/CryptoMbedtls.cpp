@@ -44,7 +44,7 @@ public:
     Aes& operator=(const Aes&) = delete;
     int SetKey(const char* key, int encrypt) {
         unsigned char k[kAesKeyLen];
-        memcpy(k, key, sizeof k);
+        AesKeyFromText(key, k);
         return encrypt ? mbedtls_aes_setkey_enc(&ctx_, k, 128)
                        : mbedtls_aes_setkey_dec(&ctx_, k, 128);
     }

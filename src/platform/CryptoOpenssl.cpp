@@ -25,7 +25,7 @@ CipherCtx NewCbc(const char* key, int encrypt) {
     CipherCtx ctx(EVP_CIPHER_CTX_new());
     if (!ctx) return ctx;
     unsigned char k[kAesKeyLen];
-    memcpy(k, key, sizeof k);
+    AesKeyFromText(key, k);
     const unsigned char iv[kAesBlock] = {0};
     if (EVP_CipherInit_ex(ctx.get(), EVP_aes_128_cbc(), nullptr, k, iv, encrypt) != 1 ||
         EVP_CIPHER_CTX_set_padding(ctx.get(), 0) != 1)
