@@ -63,7 +63,8 @@ TEST_F(Link, SendFrameBounds) {
 }
 
 TEST_F(Link, HeartbeatAtTime01020304) {
-    PinnedNowClock pinned(kTimeScale, 0x01020304LL * 1000);
+    // Static: the connection's threads may still be inside one of its waits after the swap.
+    static PinnedNowClock pinned(kTimeScale, 0x01020304LL * 1000);
     Connect();
     SetClock(&pinned);
     int r = SendHeartbeat();

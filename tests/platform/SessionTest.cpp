@@ -195,7 +195,7 @@ TEST_F(Session, LoginAnswerWakesTheWaitAtOnce) {
 // Heartbeats every 20 s; the platform answers the first one only. The check thread declares
 // the session lost once the answer is older than three periods, at one of its 10-s steps.
 TEST_F(Session, SilentPlatformIsDeclaredLostAfterThreePeriods) {
-    ScaledClock fast(50.0);
+    static ScaledClock fast(50.0);  // outlives every wait the session threads start on it
     SetClock(&fast);
     Connect();
     mHeartInterval = 20;
