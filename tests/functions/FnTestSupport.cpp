@@ -97,10 +97,12 @@ Image& Image::Text(size_t off, const std::string& text) {
 }
 
 Bytes Request(uint16_t id, const Bytes& params) {
-    Bytes req = {
-        0xAB, 0xCD, static_cast<uint8_t>(id & 0xFF), static_cast<uint8_t>(id >> 8), 0, 0, 0, 0,
-        0,    0};
-    req.insert(req.end(), params.begin(), params.end());
+    Bytes req(10 + params.size(), 0);
+    req[0] = 0xAB;
+    req[1] = 0xCD;
+    req[2] = static_cast<uint8_t>(id & 0xFF);
+    req[3] = static_cast<uint8_t>(id >> 8);
+    std::copy(params.begin(), params.end(), req.begin() + 10);
     return req;
 }
 
