@@ -15,8 +15,9 @@ DESTDIR="$PWD/$stage" cmake --install "$build" --prefix /usr --strip >/dev/null
 agent="$stage/usr/bin/plugagent"
 test -x "$agent" || { echo "size-report.sh: no agent installed at $agent" >&2; exit 1; }
 
-triplet=$(sed -n 's/^CMAKE_LIBRARY_ARCHITECTURE:[A-Z]*=//p' "$build/CMakeCache.txt")
-tool_prefix=${triplet:+$triplet-}
+# The binutils of the build's toolchain: CMAKE_NM is /usr/bin/<triplet>-nm in a cross build.
+nm_tool=$(sed -n 's/^CMAKE_NM:FILEPATH=//p' "$build/CMakeCache.txt")
+tool_prefix=${nm_tool%nm}
 bytes=$(stat -c %s "$agent")
 {
     echo "stripped agent: $bytes bytes ($((bytes / 1024)) KiB), budget $budget bytes"
