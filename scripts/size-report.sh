@@ -26,7 +26,7 @@ bytes=$(stat -c %s "$agent")
     echo "--- needed shared libraries"
     "${tool_prefix}readelf" -d "$agent" | grep NEEDED || true
     echo "--- largest symbols of the unstripped binary (${tool_prefix}nm --size-sort, top 25)"
-    "${tool_prefix}nm" --size-sort --reverse-sort -C "$build/src/plugagent" | head -25
+    "${tool_prefix}nm" --size-sort --reverse-sort -C "$build/src/plugagent" | awk "NR <= 25"
 } | tee "$build/size-report.txt"
 if [ "$bytes" -ge "$budget" ]; then
     echo "size-report.sh: stripped agent is $bytes bytes, over the $budget-byte budget" >&2
