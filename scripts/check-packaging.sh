@@ -92,20 +92,27 @@ expected_files="./etc/plug.conf.example
 ./usr/lib/systemd/system/plugagent.service
 ./usr/share/plugagent/openwrt/plugagent.init"
 if [ "$sim" = ON ]; then
-    if grep -q '^\./usr/lib/libRouterSdk\.so' "$work/installed.txt"; then
+    if grep -qE '^\./usr/lib/([^/]+/)?libRouterSdk\.so$' "$work/installed.txt"; then
         pass "PLUG_INSTALL_SIM=ON installs the router SDK simulator"
     else
         fail "PLUG_INSTALL_SIM=ON did not install libRouterSdk.so"
     fi
-    grep -v '^\./usr/lib/libRouterSdk\.so' "$work/installed.txt" >"$work/installed-nosim.txt"
+    grep -vE '^\./usr/lib/([^/]+/)?libRouterSdk\.so$' "$work/installed.txt" >"$work/installed-nosim.txt"
 else
     echo "note: sim/sdk not in this tree, PLUG_INSTALL_SIM not exercised"
     cp "$work/installed.txt" "$work/installed-nosim.txt"
 fi
 expect_same "DESTDIR install: agent, config template, systemd unit, OpenWrt init script" \
     "$work/installed-nosim.txt" "$expected_files"
+# Default options (PLUG_INSTALL_SIM OFF): configured only, its install scripts must leave the
+# simulator out.
 cmake -S . -B "$work/build-local" -DCMAKE_INSTALL_PREFIX=/usr/local -DPLUG_BUILD_TESTS=OFF \
-    -DPLUG_BUILD_SIM=OFF >/dev/null
+    >/dev/null
+if grep -rl --include=cmake_install.cmake 'RouterSdk' "$work/build-local" >/dev/null; then
+    fail "the default install (PLUG_INSTALL_SIM=OFF) would install the router SDK simulator"
+else
+    pass "the default install leaves the router SDK simulator out"
+fi
 grep -E '^(ExecStart|ConditionPathExists)=' "$work/build-local/packaging/plugagent.service" \
     >"$work/unit-local.txt"
 expect_same "systemd unit paths follow CMAKE_INSTALL_PREFIX (/usr/local)" "$work/unit-local.txt" \
