@@ -41,8 +41,8 @@ END {
     if (value_of["Service", "Restart"] != "always") bad("Restart=always missing")
     r = value_of["Service", "RestartSec"]; rn = r + 0
     if (r !~ /^[0-9]+$/ || rn < 1 || rn > 30) bad("RestartSec must be a few seconds, not \"" r "\"")
-    if (value_of["Service", "ExecStart"] !~ /^\/[^ ]*plugagent( |$)/)
-        bad("ExecStart must run plugagent by absolute path")
+    if (value_of["Service", "ExecStart"] !~ /^\/[^ ]*plugagent(-start)?( |$)/)
+        bad("ExecStart must run plugagent or plugagent-start by absolute path")
     if (value_of["Install", "WantedBy"] == "") bad("WantedBy missing")
     exit errors > 0
 }
