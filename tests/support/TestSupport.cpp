@@ -13,6 +13,7 @@
 #include <sstream>
 #include <thread>
 
+#include "TargetEmulator.h"
 #include "core/Log.h"
 
 extern char** environ;
@@ -117,8 +118,9 @@ Child::Child(const std::vector<std::string>& argv, const std::map<std::string, s
     }
     for (const auto& kv : env)
         envStrings.push_back(kv.first + "=" + kv.second);
+    const std::vector<std::string> args = WithTargetEmulator(argv);
     std::vector<char*> cargv;
-    for (const auto& a : argv)
+    for (const auto& a : args)
         cargv.push_back(const_cast<char*>(a.c_str()));
     cargv.push_back(nullptr);
     std::vector<char*> cenv;

@@ -1,0 +1,1 @@
+# OpenWrt stand-in: see openwrt-stub.mk

@@ -1,0 +1,2 @@
+# OpenWrt stand-in: see openwrt-stub.mk
+include $(TOPDIR)/openwrt-stub.mk
