@@ -17,6 +17,9 @@ extern std::atomic<int> referNum;
 extern std::atomic<int> serverErr;
 extern std::atomic<uint16_t> AutoReportSeq;
 
+// Resets the configuration and the function-89 bookkeeping (CommServerStart does this).
+void CommAutoReportReset();
+
 // Frame handler steps for companion reports.
 void CommAutoReport(const uint8_t* payload, size_t len);
 void CommAutoJsonReport(const uint8_t* payload, size_t len, int funcId);

@@ -27,8 +27,6 @@ void CommWaitQueue();
 void CommHandleElement(const uint8_t* slot);
 // The frame-handling thread.
 void CommRecvHandle();
-// Resets the auto-report bookkeeping (called by CommServerStart).
-void CommAutoReportReset();
 void CommAutoReportResetTimes();
 // Runs `fn` on the stored jump time under its lock (the calibration cuts it in place).
 void CommWithJumpTime(void (*fn)(char* text, void* ctx), void* ctx);

@@ -21,6 +21,7 @@
 #include "core/Limits.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "ipc/AutoReport.h"
 #include "ipc/CommInternal.h"
 
 std::atomic<int> CommRun{0};
