@@ -1,5 +1,6 @@
 // The frame-handling thread: takes queue elements, applies the receive rules and dispatches each
 // accepted frame by its function ID.
+#include <atomic>
 #include <cstring>
 
 #include "core/ByteOrder.h"
@@ -14,6 +15,8 @@
 #include "lan/Fn40.h"
 
 namespace {
+
+std::atomic<unsigned long> gHandled{0};
 
 const char* const kQueryNames[] = {"comm_get_version", "comm_get_base_info", "comm_get_wan_cfg",
                                    "comm_get_wans_cfg", "comm_get_wan_tcp_con_num"};
@@ -72,12 +75,17 @@ void CommHandleElement(const uint8_t* slot) {
     CommSetReceived();
 }
 
+unsigned long CommHandledElements() {
+    return gHandled.load();
+}
+
 void CommRecvHandle() {
     while (CommRun.load() == 1) {
         const uint8_t* slot = CommRQPop(&CommRequestQueue);
-        if (slot)
+        if (slot) {
             CommHandleElement(slot);
-        else
+            gHandled.fetch_add(1);
+        } else
             CommWaitQueue();
     }
 }

@@ -130,14 +130,17 @@ void ServerThread(int fd);
 
 void StartInstance(int c) {
     std::lock_guard<std::mutex> g(gInstanceMu);
+    // Marked served before the thread runs, so that nobody sees the companion's socket while
+    // the server still counts no companion.
+    InstanceState.store(1);
     try {
         InsPID = std::thread(ServerThread, c);
     } catch (const std::exception&) {
+        InstanceState.store(0);
         LOGE("create instance err.");
         close(c);
         return;
     }
-    InstanceState.store(1);
     CommClientReg.store(1);
     gInstanceCv.notify_all();
 }

@@ -27,3 +27,5 @@ int CommServerSend(const uint8_t* buf, size_t len);
 // Waits up to `ticks` x 50 ms (at most 1200 ticks) for CommReceived: 0 when it was set, -1 on
 // time-out. Wakes as soon as the frame handler sets it.
 int Route_Wait(int ticks);
+// Queue elements the frame handler has finished with, accepted or not (for tests and bench).
+unsigned long CommHandledElements();
