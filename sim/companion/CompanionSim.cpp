@@ -5,6 +5,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <sstream>
@@ -200,20 +201,35 @@ void CompanionSim::DrainInput() {
     }
 }
 
+int CompanionSim::NextDueMs() {
+    std::lock_guard<std::mutex> g(stateMu_);
+    if (schedule_.empty()) return 100;  // looks at the run flag now and then
+    long now = NowMs(), wait = schedule_[0].nextMs - now;
+    for (const Scheduled& s : schedule_)
+        wait = std::min(wait, s.nextMs - now);
+    return static_cast<int>(std::max(0L, wait));
+}
+
 void CompanionSim::RunSchedule() {
-    long now = NowMs();
-    for (Scheduled& s : schedule_) {
-        if (now < s.nextMs) continue;
-        s.nextMs = now + s.periodMs;
-        Push(s.funcId, s.payload);
+    std::vector<Scheduled> due;
+    {
+        std::lock_guard<std::mutex> g(stateMu_);
+        long now = NowMs();
+        for (Scheduled& s : schedule_) {
+            if (now < s.nextMs) continue;
+            s.nextMs = now + s.periodMs;
+            due.push_back(s);
+        }
     }
+    for (const Scheduled& s : due)
+        Push(s.funcId, s.payload);
 }
 
 void CompanionSim::Run(const std::atomic<int>& run, int controlFd) {
     std::string line;
     while (run.load() == 1 && fd_ >= 0) {
         pollfd p[2] = {{fd_, POLLIN, 0}, {controlFd, POLLIN, 0}};
-        int r = poll(p, controlFd >= 0 ? 2 : 1, schedule_.empty() ? 100 : 10);
+        int r = poll(p, controlFd >= 0 ? 2 : 1, NextDueMs());
         RunSchedule();
         if (r <= 0) continue;
         if (p[0].revents & (POLLIN | POLLHUP | POLLERR)) {
@@ -246,15 +262,16 @@ void CompanionSim::Run(const std::atomic<int>& run, int controlFd) {
 
 int CompanionSim::Control(const std::string& line) {
     std::istringstream in(line);
-    std::string cmd, what;
+    std::string cmd;
     in >> cmd;
-    std::lock_guard<std::mutex> g(stateMu_);
     if (cmd == "quit") return 1;
-    if (cmd == "status") {
-        int v = -1;
-        in >> v;
-        status_ = static_cast<uint8_t>(v);
-        return v < 0 ? -1 : 0;
+    if (cmd == "pushconf") {  // the 997 configuration, unasked
+        Bytes payload{0};
+        {
+            std::lock_guard<std::mutex> g(stateMu_);
+            payload.insert(payload.end(), conf_.begin(), conf_.end());
+        }
+        return Push(997, payload);
     }
     if (cmd == "push" || cmd == "pushtext" || cmd == "every") {
         long period = 0;
@@ -263,16 +280,25 @@ int CompanionSim::Control(const std::string& line) {
         in >> id;
         std::string rest = Rest(in);
         Bytes payload = cmd == "pushtext" ? Bytes(rest.begin(), rest.end()) : FromHex(rest);
-        if (cmd == "every") {
-            schedule_.push_back({period * 1000, NowMs(), static_cast<uint16_t>(id), payload});
-            return 0;
-        }
-        stateMu_.unlock();
-        int rc = Push(static_cast<uint16_t>(id), payload);
-        stateMu_.lock();
-        return rc;
+        if (cmd != "every") return Push(static_cast<uint16_t>(id), payload);
+        std::lock_guard<std::mutex> g(stateMu_);
+        schedule_.push_back({period * 1000, NowMs(), static_cast<uint16_t>(id), payload});
+        return 0;
     }
-    if (cmd != "set") return -1;
+    std::lock_guard<std::mutex> g(stateMu_);
+    return cmd == "status" ? SetStatus(in) : cmd == "set" ? SetValue(in) : -1;
+}
+
+int CompanionSim::SetStatus(std::istringstream& in) {
+    int v = -1;
+    in >> v;
+    if (v < 0 || v > 255) return -1;
+    status_ = static_cast<uint8_t>(v);
+    return 0;
+}
+
+int CompanionSim::SetValue(std::istringstream& in) {
+    std::string what;
     in >> what;
     unsigned a = 0, b = 0;
     if (what == "mesh" && (in >> a))

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,7 @@ public:
     void Run(const std::atomic<int>& run, int controlFd = -1);
     // Applies one control line: "status N", "set mesh N", "set roaming N", "set threshold A B",
     // "set band N", "set support N", "set topology TEXT", "set bssid HEX", "set adj HEX",
-    // "set conf JSON", "push ID HEX", "pushtext ID TEXT", "every SEC ID HEX", "quit".
+    // "set conf JSON", "pushconf", "push ID HEX", "pushtext ID TEXT", "every SEC ID HEX", "quit".
     // 0, 1 for quit, -1 for a bad line.
     int Control(const std::string& line);
     // Sends one frame with the next sequence number. 0 or -1.
@@ -46,6 +47,9 @@ private:
     void HandleFrame(const uint8_t* frame, size_t len);
     void DrainInput();
     void RunSchedule();
+    int NextDueMs();
+    int SetStatus(std::istringstream& in);
+    int SetValue(std::istringstream& in);
 
     FILE* out_;
     int fd_ = -1;

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -53,9 +54,16 @@ protected:
         c.Close();
         return SpinUntil([] { return InstanceState.load() == 0; });
     }
+    // Runs the process clock `scale` times faster until the server is stopped (the clock must
+    // outlive the server's threads, so the fixture owns it).
+    void Accelerate(double scale) {
+        clock_ = std::make_unique<ScaledClock>(scale);
+        SetClock(clock_.get());
+    }
     // A frame from the companion with its next sequence number.
     Bytes Answer(uint16_t id, const Bytes& payload) { return CompanionFrame(id, ++seq, payload); }
 
+    std::unique_ptr<ScaledClock> clock_;
     testsupport::TempDir dir;
     uint32_t seq = 100;
 };

@@ -19,8 +19,7 @@ TEST_F(CommServerTest, SocketIsPrivateToTheAgentUser) {
 }
 
 TEST_F(CommServerTest, SecondCompanionClosedAtOnceNextAcceptAfterFiveSeconds) {
-    ScaledClock fast(100);  // 5 s pass in 50 ms
-    SetClock(&fast);
+    Accelerate(100);  // 5 s pass in 50 ms
     LogCapture log;
     RawCompanion first, second, third;
     ASSERT_TRUE(Attach(first));
