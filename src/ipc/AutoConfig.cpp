@@ -86,6 +86,11 @@ double DailyTime(const SpreadInput& in, long phase, int* err) {
         return 0;
     }
     long w = a > b ? a - b : a + 86400 - b;
+    if (w <= 0) {  // hours past 23 can make the span empty: refused rather than divided by
+        LOGE("jump time is error!");
+        *err = -1;
+        return 0;
+    }
     double whole = std::trunc(d);
     long shifted = static_cast<long>(whole) % w + b + in.serverDiff;
     return static_cast<double>(in.midnight + shifted) + (d - whole);
@@ -164,6 +169,7 @@ int jumpTimeToSec(long* second, long* first, char* text) {
 }
 
 int CommSpreadReportTimes(const SpreadInput& in, ReportTimes* out) {
+    if (in.referNum < 1) return -1;  // callers check 5..20000000 first
     long phase = in.macVal % in.referNum;
     LOGD("MacVal: %d", static_cast<int>(in.macVal));
     ReportTimes t;

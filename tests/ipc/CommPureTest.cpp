@@ -286,6 +286,15 @@ TEST(SpreadTest, MacPhaseAndDailyTime) {
     EXPECT_EQ(t.dayReportTime, 0.0);
 }
 
+TEST(SpreadTest, EmptyJumpSpanIsRefused) {
+    char jump[] = "0:00-24:00";  // no range check on the digits: a span of zero seconds
+    SpreadInput in{1000, 0, 1440, 0, jump, 100, 0, 1193046};
+    ReportTimes t;
+    LogCapture log;
+    EXPECT_EQ(CommSpreadReportTimes(in, &t), -1);
+    EXPECT_TRUE(log.Contains("jump time is error!"));
+}
+
 TEST(SpreadTest, CycleStartMovesPastNow) {
     char none[1] = "";
     SpreadInput in{1000, 5, 0, 60, none, 1000000 + 100, 1000000, 1193046};
