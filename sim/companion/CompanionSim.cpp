@@ -127,9 +127,15 @@ int CompanionSim::Push(uint16_t funcId, const Bytes& payload) {
 
 Bytes CompanionSim::AnswerFor(uint16_t funcId, const uint8_t* p, size_t len) {
     std::lock_guard<std::mutex> g(stateMu_);
-    Bytes a{status_};
-    bool ok = status_ == 0;
+    auto special = statusFor_.find(funcId);
+    uint8_t status = special != statusFor_.end() ? special->second : status_;
+    Bytes a{status};
+    bool ok = status == 0;
     switch (funcId) {
+        case 3:
+        case 4:
+            if (ok) a.insert(a.end(), wan_.begin(), wan_.end());
+            break;
         case 70:
             if (ok) a.push_back(band_);
             break;
@@ -164,6 +170,8 @@ Bytes CompanionSim::AnswerFor(uint16_t funcId, const uint8_t* p, size_t len) {
             if (ok) a.insert(a.end(), bssid_.begin(), bssid_.end());
             break;
         case 82:
+            if (len >= 1) wan_.assign(p, p + len);
+            break;
         case 83:
         case 85:
         case 88:
@@ -290,9 +298,13 @@ int CompanionSim::Control(const std::string& line) {
 }
 
 int CompanionSim::SetStatus(std::istringstream& in) {
-    int v = -1;
+    int v = -1, id = -1;
     in >> v;
     if (v < 0 || v > 255) return -1;
+    if (in >> id) {  // this function only
+        statusFor_[static_cast<uint16_t>(id)] = static_cast<uint8_t>(v);
+        return 0;
+    }
     status_ = static_cast<uint8_t>(v);
     return 0;
 }
@@ -316,6 +328,8 @@ int CompanionSim::SetValue(std::istringstream& in) {
         topology_ = Rest(in);
     else if (what == "bssid")
         bssid_ = FromHex(Rest(in));
+    else if (what == "wan")
+        wan_ = FromHex(Rest(in));
     else if (what == "adj")
         adj_ = FromHex(Rest(in));
     else if (what == "conf")

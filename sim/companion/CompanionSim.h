@@ -32,10 +32,10 @@ public:
     // Serves the connection until `run` is 0 or the agent closes; `controlFd` (-1 for none)
     // carries control lines.
     void Run(const std::atomic<int>& run, int controlFd = -1);
-    // Applies one control line: "status N", "set mesh N", "set roaming N", "set threshold A B",
-    // "set band N", "set support N", "set topology TEXT", "set bssid HEX", "set adj HEX",
-    // "set conf JSON", "pushconf", "push ID HEX", "pushtext ID TEXT", "every SEC ID HEX", "quit".
-    // 0, 1 for quit, -1 for a bad line.
+    // Applies one control line: "status N [ID]", "set mesh N", "set roaming N", "set threshold A
+    // B", "set band N", "set support N", "set topology TEXT", "set bssid HEX", "set adj HEX", "set
+    // wan HEX", "set conf JSON", "pushconf", "push ID HEX", "pushtext ID TEXT", "every SEC ID HEX",
+    // "quit". 0, 1 for quit, -1 for a bad line.
     int Control(const std::string& line);
     // Sends one frame with the next sequence number. 0 or -1.
     int Push(uint16_t funcId, const Bytes& payload);
@@ -57,6 +57,8 @@ private:
     uint32_t seq_ = 0;
     std::mutex stateMu_;
     uint8_t status_ = 0;
+    std::map<uint16_t, uint8_t> statusFor_;  // per-function status overrides
+    Bytes wan_ = Bytes(228, 0);              // WAN record (set by 82, answered to 3 and 4)
     uint8_t band_ = 1, support_ = 1, mesh_ = 0, roaming_ = 0;
     uint8_t threshold_[2] = {0, 0};
     std::string topology_ = "{\"topology\":[]}";

@@ -65,6 +65,9 @@ TEST_F(CompanionSimTest, PushedReportsReachTheFrameHandler) {
     ASSERT_EQ(sim->Control("push 89 07"), 0);
     EXPECT_TRUE(SpinUntil([&] { return log.Contains("ERROR: type error!"); }));
     EXPECT_EQ(sim->Control("set nothing 1"), -1);
+    ASSERT_EQ(sim->Control("status 6 83"), 0);  // one function only
+    EXPECT_EQ(ComF_trig_onekey_optimize(), 6u);
+    EXPECT_EQ(ComF_trig_fault_diagnosis(), 0u);
 }
 
 }  // namespace
