@@ -1,5 +1,31 @@
-// The companion socket server.
+// The companion socket server: one companion at a time on the local stream socket at
+// Paths().commServer. The accept thread takes the companion, the client thread reads its frames
+// into the request queue, the frame-handling thread (CommRecvHandle) dispatches them and the
+// release thread reaps finished client threads.
 #pragma once
 
-// Starts the server threads. 0 on success, -1 on any failure.
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+extern std::atomic<int> CommRun;         // 1 while the server runs
+extern std::atomic<int> InstanceState;   // 1 while a client thread exists (until it is joined)
+extern std::atomic<int> InstanceSocket;  // the companion's descriptor, 0 when none
+extern std::atomic<int> CommClientReg;   // 1 once a companion has been accepted
+extern std::atomic<int> CommReceived;    // 1 once the frame handler has dealt with a frame
+extern std::atomic<uint32_t> CommTxSeq;  // last sequence sent
+extern std::atomic<uint32_t> CommRxSeq;  // last sequence accepted
+
+// Starts the frame handler, accept and release threads. 0, or -1 on any failure.
 int CommServerStart();
+// Stops every thread the server started (accept, release, client and frame handler), closes
+// and removes the socket and frees the queue, so that the server can be started again.
+void CommServerStop();
+// Sends the whole buffer to the companion: bytes sent, 0 when nothing was sent, -1 on failure or
+// without a companion. Called with the send lock held (CommSendCmd).
+int CommServerSend(const uint8_t* buf, size_t len);
+// Waits up to `ticks` x 50 ms (at most 1200 ticks) for CommReceived: 0 when it was set, -1 on
+// time-out. Wakes as soon as the frame handler sets it.
+int Route_Wait(int ticks);
+// Queue elements the frame handler has finished with, accepted or not (for tests and bench).
+unsigned long CommHandledElements();

@@ -1,0 +1,32 @@
+// State shared by the server's source files; not for other modules.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+#include "core/Limits.h"
+#include "ipc/CommRQ.h"
+
+extern CommRQ CommRequestQueue;
+extern std::mutex CommSendMutex;
+extern std::mutex CommRecvMutex;
+extern uint8_t txbuf[limits::kCommTxBufSize];
+
+// rxData: status (0), length (1-2), data (3..) and a closing 0, under its own lock.
+extern std::mutex CommRxDataMutex;
+extern uint8_t rxData[limits::kCommRxDataSize];
+
+// Sets CommReceived and wakes Route_Wait.
+void CommSetReceived();
+// Wakes the frame handler after a push.
+void CommNotifyQueue();
+// Waits (bounded) until the queue has an element or the server stops.
+void CommWaitQueue();
+// The frame handler's loop body for one popped slot.
+void CommHandleElement(const uint8_t* slot);
+// The frame-handling thread.
+void CommRecvHandle();
+void CommAutoReportResetTimes();
+// Runs `fn` on the stored jump time under its lock (the calibration cuts it in place).
+void CommWithJumpTime(void (*fn)(char* text, void* ctx), void* ctx);

@@ -1,0 +1,389 @@
+// Frame building, receive rules, response store, relays and the report-time arithmetic, without
+// a socket. Expected bytes are written out by hand from the frame layouts.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/Clock.h"
+#include "ipc/AutoReport.h"
+#include "ipc/ComF.h"
+#include "ipc/CommFrame.h"
+#include "ipc/CommServer.h"
+#include "platform/Protool.h"
+#include "TestSupport.h"
+
+using testsupport::LogCapture;
+using Bytes = std::vector<uint8_t>;
+
+namespace {
+
+Bytes Build(int id, uint32_t seq, const Bytes& payload, size_t len) {
+    Bytes out(1500);
+    int n = CommBuildCmd(id, seq, payload.empty() ? nullptr : payload.data(), len, out.data(),
+                         out.size());
+    if (n < 0) return {};
+    out.resize(static_cast<size_t>(n));
+    return out;
+}
+
+TEST(CommBuildCmdTest, FramesWrittenByHand) {
+    LogCapture log;
+    EXPECT_EQ(Build(73, 1, {}, 0), (Bytes{0x5A, 0x5A, 0x49, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01,
+                                          0x00, 0x00, 0x00, 0x69, 0x00, 0x69}));
+    EXPECT_TRUE(log.Contains("get mesh switch"));
+    EXPECT_EQ(Build(1, 7, {}, 0), (Bytes{0x5A, 0x5A, 0x01, 0x00, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00,
+                                         0x00, 0x00, 0x00, 0x00}));
+    EXPECT_EQ(Build(76, 2, {3, 60}, 2), (Bytes{0x5A, 0x5A, 0x4C, 0x00, 0x02, 0x00, 0x00, 0x00, 0x02,
+                                               0x00, 0x00, 0x00, 0x3F, 0x00, 0x03, 0x3C}));
+    // Function 5 sends two bytes whatever length it is given.
+    EXPECT_EQ(Build(5, 3, {0xFF, 0xFF}, 0),
+              (Bytes{0x5A, 0x5A, 0x05, 0x00, 0x03, 0x00, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00, 0xFE,
+                     0x01, 0xFF, 0xFF}));
+    EXPECT_EQ(Build(997, 0x01020304, {}, 0), (Bytes{0x5A, 0x5A, 0xE5, 0x03, 0x04, 0x03, 0x02, 0x01,
+                                                    0x01, 0x00, 0x00, 0x00, 0x69, 0x00, 0x69}));
+}
+
+TEST(CommBuildCmdTest, RefusedIdsAndTheirTexts) {
+    struct Case {
+        int id;
+        const char* text;
+    } cases[] = {{0, "Function CMD error."},
+                 {1001, "Function CMD error."},
+                 {40, "Error comm_subdev_report"},
+                 {6, "funcCMD error"},
+                 {87, "funcCMD error"}};
+    for (const Case& c : cases) {
+        LogCapture log;
+        EXPECT_TRUE(Build(c.id, 1, {}, 0).empty()) << c.id;
+        EXPECT_TRUE(log.Contains(c.text)) << c.id;
+        EXPECT_EQ(CommSendCmd(c.id, nullptr, 0), -1);
+    }
+}
+
+TEST(CommBuildCmdTest, PluginStateTexts) {
+    EXPECT_EQ(CommPluginStateText(1),
+              "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}");
+    EXPECT_EQ(CommPluginStateText(0),
+              "{\"pluginState\":\"offline\",\"pluginVersion\":\"2.0.0.7-20221227\"}");
+}
+
+TEST(CommBuildCmdTest, NoCompanionMeansEveryRequestFailsAtOnce) {
+    LogCapture log;
+    uint8_t v = 0;
+    EXPECT_EQ(ComF_get_mesh_switch(&v), 1u);
+    EXPECT_TRUE(log.Contains("ERROR: send get mesh switch command failed!"));
+    EXPECT_EQ(ComF_get_adj_wifi_info(), 1u);
+    EXPECT_TRUE(log.Contains("ERROR: send get adj wifi info command failed!"));
+    EXPECT_EQ(ComF_send_pluginstate(), 1u);
+    EXPECT_TRUE(log.Contains("ERROR: send plugin state failed!"));
+    EXPECT_EQ(ComF_get_autoreport_conf(), 1u);
+    EXPECT_TRUE(log.Contains("ERROR: get auto report config info failed!"));
+    EXPECT_FALSE(log.Contains("ERROR: request timeout!"));
+}
+
+Bytes Frame(uint16_t id, uint32_t seq, uint32_t lenField, uint16_t sum, const Bytes& payload) {
+    Bytes f = {0x5A,
+               0x5A,
+               static_cast<uint8_t>(id),
+               static_cast<uint8_t>(id >> 8),
+               static_cast<uint8_t>(seq),
+               static_cast<uint8_t>(seq >> 8),
+               static_cast<uint8_t>(seq >> 16),
+               static_cast<uint8_t>(seq >> 24),
+               static_cast<uint8_t>(lenField),
+               static_cast<uint8_t>(lenField >> 8),
+               static_cast<uint8_t>(lenField >> 16),
+               static_cast<uint8_t>(lenField >> 24),
+               static_cast<uint8_t>(sum),
+               static_cast<uint8_t>(sum >> 8)};
+    f.insert(f.end(), payload.begin(), payload.end());
+    return f;
+}
+
+TEST(CommAcceptTest, RulesInOrder) {
+    std::atomic<uint32_t> rxSeq{0};
+    Bytes slot(8196, 0);
+    auto accept = [&](const Bytes& f) {
+        memcpy(slot.data(), f.data(), f.size());
+        CommFrameView v;
+        return CommAcceptFrame(slot.data(), f.size(), slot.size(), rxSeq, &v);
+    };
+    LogCapture log;
+    EXPECT_EQ(accept(Frame(73, 1, 0, 0, {})), kCommBadLength);
+    EXPECT_TRUE(log.Contains("Receive length error, length is 14"));
+    EXPECT_EQ(accept(Frame(73, 1, 1, 0, {0})), kCommAccepted);
+    EXPECT_EQ(accept(Frame(73, 1, 1, 7, {7})), kCommBadSequence);
+    EXPECT_TRUE(log.Contains("Receive  sequence error."));
+    EXPECT_EQ(accept(Frame(73, 2, 1, 9, {7})), kCommBadChecksum);
+    EXPECT_TRUE(log.Contains("Receive  checkSum error."));
+    EXPECT_EQ(rxSeq.load(), 2u);  // used up by the frame that failed its checksum
+    EXPECT_EQ(accept(Frame(73, 1, 1, 7, {7})), kCommAccepted);
+    Bytes bad = Frame(73, 3, 1, 1, {1});
+    bad[1] = 0x5B;
+    EXPECT_EQ(accept(bad), kCommBadHead);
+    EXPECT_TRUE(log.Contains("Receive head error."));
+    // The checksum runs over the frame's own length field, not the bytes received.
+    EXPECT_EQ(accept(Frame(73, 4, 1, 5, {5, 6, 7})), kCommAccepted);
+    EXPECT_EQ(accept(Frame(73, 5, 3, 5, {5, 6, 7})), kCommBadChecksum);
+    // A length field past the slot is summed only over the slot's bytes.
+    slot.assign(slot.size(), 0);
+    EXPECT_EQ(accept(Frame(73, 6, 0xFFFFFFFF, 1, {1})), kCommAccepted);
+}
+
+TEST(CommAcceptTest, ElementSizeBounds) {
+    std::atomic<uint32_t> rxSeq{0};
+    Bytes slot(8196, 0);
+    Bytes f = Frame(73, 9, 1, 0, {0});
+    memcpy(slot.data(), f.data(), f.size());
+    LogCapture log;
+    EXPECT_EQ(CommAcceptFrame(slot.data(), 8100, slot.size(), rxSeq, nullptr), kCommAccepted);
+    EXPECT_EQ(CommAcceptFrame(slot.data(), 8101, slot.size(), rxSeq, nullptr), kCommBadLength);
+    EXPECT_TRUE(log.Contains("Receive length error, length is 8101"));
+}
+
+TEST(CommFuncRecvTest, StatusZeroStoresNonZeroKeepsData) {
+    const uint8_t ok[] = {0, 'a', 'b', 'c'};
+    CommFuncRecv(ok, sizeof ok);
+    uint8_t rx[8];
+    CommRxDataCopy(rx, sizeof rx);
+    EXPECT_EQ(Bytes(rx, rx + 7), (Bytes{0x00, 0x04, 0x00, 'a', 'b', 'c', 0x00}));
+    const uint8_t fail[] = {7, 'x', 'y'};
+    CommFuncRecv(fail, sizeof fail);
+    CommRxDataCopy(rx, sizeof rx);
+    EXPECT_EQ(Bytes(rx, rx + 7), (Bytes{0x07, 0x04, 0x00, 'a', 'b', 'c', 0x00}));
+    LogCapture log;
+    Bytes big(4001, 0);
+    CommFuncRecv(big.data(), big.size());
+    CommRxDataCopy(rx, 1);
+    EXPECT_EQ(rx[0], 1);
+    EXPECT_TRUE(log.Contains("ERROR: receive data too large!"));
+}
+
+TEST(RelayTest, PrefixWithLength) {
+    uint8_t out[64];
+    const uint8_t p[] = {0xAA, 0xBB, 0xCC};
+    ASSERT_EQ(CommBuildRelay(out, sizeof out, 0x0102, 84, p, 3), 11u);
+    EXPECT_EQ(Bytes(out, out + 11),
+              (Bytes{0x02, 0x01, 0x54, 0x00, 0x00, 0x00, 0x03, 0x00, 0xAA, 0xBB, 0xCC}));
+    ASSERT_EQ(CommBuildRelay(out, sizeof out, 1, 89, p, 1), 9u);
+    EXPECT_EQ(Bytes(out, out + 9), (Bytes{0x01, 0x00, 0x59, 0x00, 0x00, 0x00, 0x01, 0x00, 0xAA}));
+    EXPECT_EQ(CommBuildRelay(out, sizeof out, 1, 86, p, 57), 0u);  // 65 bytes do not fit
+}
+
+TEST(RelayTest, Function81HasNoLengthAndReversesItsCounters) {
+    Bytes p(229);
+    for (size_t i = 0; i < p.size(); ++i)
+        p[i] = static_cast<uint8_t>(i);
+    Bytes out(8192);
+    ASSERT_EQ(CommBuildRelay(out.data(), out.size(), 5, 81, p.data(), p.size()), 235u);
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + 8),
+              (Bytes{0x05, 0x00, 0x51, 0x00, 0x00, 0x00, 0x00, 0x01}));  // payload starts at 6
+    // 16-bit fields at 0, 3, 5 and 225 travel unchanged.
+    EXPECT_EQ(Bytes(out.begin() + 6 + 3, out.begin() + 6 + 7), (Bytes{0x03, 0x04, 0x05, 0x06}));
+    EXPECT_EQ(Bytes(out.begin() + 6 + 225, out.begin() + 6 + 227), (Bytes{0xE1, 0xE2}));
+    // 32-bit counters at 205, 209, 213, 217, 221 are reversed.
+    EXPECT_EQ(Bytes(out.begin() + 6 + 205, out.begin() + 6 + 213),
+              (Bytes{0xD0, 0xCF, 0xCE, 0xCD, 0xD4, 0xD3, 0xD2, 0xD1}));
+    EXPECT_EQ(Bytes(out.begin() + 6 + 221, out.begin() + 6 + 225), (Bytes{0xE0, 0xDF, 0xDE, 0xDD}));
+    EXPECT_EQ(out[6 + 204], 0xCC);
+    EXPECT_EQ(out[6 + 228], 0xE4);
+}
+
+TEST(Fn89Test, TypeRules) {
+    CommAutoReportReset();
+    LogCapture log;
+    const uint8_t a[] = {1, 5}, b[] = {1, 2, 3}, t2[] = {2}, t3[] = {3}, t9[] = {9};
+    EXPECT_EQ(CommCheck89(a, sizeof a, 1000), 0);
+    EXPECT_EQ(CommCheck89(a, sizeof a, 1003), -1);  // 3 s later, content differs
+    EXPECT_EQ(CommCheck89(b, sizeof b, 1103), -1);  // 100 s later, same byte sum (6)
+    EXPECT_EQ(CommCheck89(b, sizeof b, 1233), 0);   // 130 s later
+    EXPECT_EQ(log.Count("ERROR: type1 report error!"), 2u);
+    EXPECT_TRUE(log.Contains("Type1 report interval: 3 seconds!"));
+    EXPECT_EQ(CommCheck89(t2, 1, 2000), 0);
+    EXPECT_EQ(CommCheck89(t2, 1, 3000), -1);
+    EXPECT_EQ(CommCheck89(t2, 1, 4200), 0);  // 1200 s after the dropped one
+    EXPECT_TRUE(log.Contains("ERROR: type2 report error!"));
+    EXPECT_EQ(CommCheck89(t3, 1, 100), 0);
+    EXPECT_EQ(CommCheck89(t3, 1, 140), -1);
+    EXPECT_EQ(CommCheck89(t3, 1, 200), 0);
+    EXPECT_TRUE(log.Contains("ERROR: type3 report error!"));
+    EXPECT_EQ(CommCheck89(t9, 1, 5000), -1);
+    EXPECT_TRUE(log.Contains("ERROR: type error!"));
+}
+
+TEST(FwResultTest, Texts) {
+    std::string ok = CommFwResultText(0);
+    EXPECT_EQ(ok, "{\"result\":0,\"resultDesc\":\"success\"}");
+    EXPECT_EQ(ok.size(), 35u);
+    struct Case {
+        int r;
+        const char* desc;
+    } cases[] = {{1, "fromVersion not match."}, {2, "toVersion not support."},
+                 {3, "url address error."},     {4, "check method not match."},
+                 {5, "fileLength error."},      {6, "file download failed."},
+                 {7, "check sum error."},       {8, "firmware update faiiled."},
+                 {9, "unKnown error."},         {255, "unKnown error."}};
+    for (const Case& c : cases)
+        EXPECT_EQ(CommFwResultText(c.r),
+                  "{\"result\":" + std::to_string(c.r) + ",\"resultDesc\":\"" + c.desc + "\"}");
+    LogCapture log;
+    const uint8_t two[] = {0, 0};
+    CommFwUpdateResult(two, 2);
+    EXPECT_TRUE(log.Contains("Firmware update return length error."));
+    const uint8_t one[] = {3};
+    CommFwUpdateResult(one, 1);
+    EXPECT_TRUE(log.Contains("update firmware file error."));
+}
+
+TEST(JumpTimeTest, SplitsAndRefuses) {
+    char ok[] = "22:00-06:00";
+    long second = 0, first = 0;
+    ASSERT_EQ(jumpTimeToSec(&second, &first, ok), 0);
+    EXPECT_EQ(first, 79200);
+    EXPECT_EQ(second, 21600);
+    EXPECT_STREQ(ok, "22:00");  // cut in place
+    struct Case {
+        const char* text;
+        const char* log;
+    } cases[] = {{"1:00-1:30", "jump time is little than 3600!"},
+                 {"1:00", "jump time error!"},
+                 {"1000-2000", "Time data error!!!"},
+                 {"100-200", "Time data length error!!!"},
+                 {"-", "jump time error!!!"}};
+    for (const Case& c : cases) {
+        LogCapture log;
+        std::string text = c.text;
+        EXPECT_EQ(jumpTimeToSec(&second, &first, &text[0]), -1) << c.text;
+        EXPECT_TRUE(log.Contains(c.log)) << c.text << "\n" << log.Text();
+    }
+    char shortForm[] = "1:00-9:30";
+    ASSERT_EQ(jumpTimeToSec(&second, &first, shortForm), 0);
+    EXPECT_EQ(first, 3600);
+    EXPECT_EQ(second, 34200);
+}
+
+TEST(SpreadTest, MacPhaseAndDailyTime) {
+    const uint8_t mac[6] = {0xAA, 0xBB, 0xCC, 0x12, 0x34, 0x56};
+    EXPECT_EQ(CommMacVal(mac), 1193046);
+    char none[1] = "";
+    SpreadInput in{1000, 5, 1440, 0, none, 1000000 + 100, 1000000, CommMacVal(mac)};
+    ReportTimes t;
+    LogCapture log;
+    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
+    EXPECT_TRUE(log.Contains("MacVal: 1193046"));
+    EXPECT_NEAR(t.dayReportTime, 1000005 + 3974.4, 1e-6);  // P = 46, d = 86.4 x 46
+    EXPECT_EQ(t.cycleReportStart, 0.0);
+    char jump[] = "22:00-06:00";
+    in.jumpTime = jump;
+    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
+    // (3974 mod 57600) + 21600 + 5 after midnight, plus the fraction.
+    EXPECT_NEAR(t.dayReportTime, 1000000 + 3974 + 21600 + 5 + 0.4, 1e-6);
+    in.interval2 = 0;
+    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
+    EXPECT_EQ(t.dayReportTime, 0.0);
+}
+
+TEST(SpreadTest, EmptyJumpSpanIsRefused) {
+    char jump[] = "0:00-24:00";  // no range check on the digits: a span of zero seconds
+    SpreadInput in{1000, 0, 1440, 0, jump, 100, 0, 1193046};
+    ReportTimes t;
+    LogCapture log;
+    EXPECT_EQ(CommSpreadReportTimes(in, &t), -1);
+    EXPECT_TRUE(log.Contains("jump time is error!"));
+}
+
+TEST(SpreadTest, CycleStartMovesPastNow) {
+    char none[1] = "";
+    SpreadInput in{1000, 5, 0, 60, none, 1000000 + 100, 1000000, 1193046};
+    ReportTimes t;
+    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
+    EXPECT_NEAR(t.cycleReportStart, 1000005 + 165.6, 1e-6);  // 3.6 s x 46
+    in.now = 1000000 + 10000;  // lag 9830 s: (60 + (9860 div 3600) x 60) x 60 = 10800 later
+    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
+    EXPECT_NEAR(t.cycleReportStart, 1000005 + 165.6 + 10800, 1e-6);
+}
+
+Bytes ConfPayload(uint8_t status, const std::string& json) {
+    Bytes p{status};
+    p.insert(p.end(), json.begin(), json.end());
+    return p;
+}
+
+TEST(AutoConfTest, Parses997Answer) {
+    Bytes p = ConfPayload(0,
+                          "{\"referNum\":1000,\"serverDiff\":-7,\"interval1\":3,"
+                          "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
+    Comm_get_88Conf(p.data(), p.size());
+    EXPECT_EQ(referNum.load(), 1000);
+    EXPECT_EQ(serverErr.load(), -7);
+    EXPECT_EQ(intervalFlag1.load(), 3);
+    EXPECT_EQ(intervalFlag2.load(), 1440);
+    EXPECT_EQ(intervalFlag3.load(), 60);
+    EXPECT_EQ(CommJumpTimeText(), "22:00-06:00");
+    Bytes shortJump = ConfPayload(0, "{\"referNum\":50,\"jumpTime\":\"2:00-6:0\"}");
+    Comm_get_88Conf(shortJump.data(), shortJump.size());
+    EXPECT_EQ(referNum.load(), 50);
+    EXPECT_EQ(intervalFlag2.load(), -1);
+    EXPECT_EQ(CommJumpTimeText(), "");
+    Bytes refused = ConfPayload(1, "{\"referNum\":1000}");
+    Comm_get_88Conf(refused.data(), refused.size());
+    EXPECT_EQ(referNum.load(), -1);
+    EXPECT_EQ(serverErr.load(), 0);
+}
+
+TEST(AutoConfTest, SecondCalibrationFindsJumpTimeCut) {
+    const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
+    SetRouteMac(mac);
+    Bytes p = ConfPayload(0,
+                          "{\"referNum\":1000,\"serverDiff\":0,\"interval1\":0,"
+                          "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
+    Comm_get_88Conf(p.data(), p.size());
+    LogCapture log;
+    ComF_send_calibration();  // no companion: the send fails, the jump time is cut all the same
+    EXPECT_TRUE(log.Contains("ERROR: send set autoreport switch command failed!"));
+    EXPECT_EQ(CommJumpTimeText(), "22:00");
+    log.Clear();
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("jump time is error!"));
+    EXPECT_FALSE(log.Contains("set auto report info"));
+}
+
+TEST(AutoConfTest, CalibrationGuards) {
+    CommAutoReportReset();
+    LogCapture log;
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
+    Bytes closed = ConfPayload(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}");
+    Comm_get_88Conf(closed.data(), closed.size());
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("Function 89 closed, no need calibration!"));
+    Bytes none = ConfPayload(0, "{\"referNum\":1000}");
+    Comm_get_88Conf(none.data(), none.size());
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("Function 89 no config, no need calibration!"));
+}
+
+TEST(AutoConfTest, SetAutoReportChecks) {
+    LogCapture log;
+    EXPECT_EQ(ComF_set_auto_report("{", 1), 1u);
+    EXPECT_EQ(ComF_set_auto_report("not json", 8), 1u);
+    std::string badRefer = "{\"referNum\":4,\"interval2\":1440}";
+    EXPECT_EQ(ComF_set_auto_report(badRefer.c_str(), badRefer.size()), 1u);
+    EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
+    std::string farClock = "{\"timestamp\":" + std::to_string(NowSec() + 91) +
+                           ",\"referNum\":1000,\"interval2\":1440}";
+    EXPECT_EQ(ComF_set_auto_report(farClock.c_str(), farClock.size()), 1u);
+    EXPECT_TRUE(log.Contains("Calibration time error !!!!!!"));
+    log.Clear();
+    // Both intervals below 1: the timestamp is not looked at; the send then fails (no companion).
+    std::string off = "{\"timestamp\":5,\"referNum\":1000,\"interval2\":0,\"interval3\":0}";
+    EXPECT_EQ(ComF_set_auto_report(off.c_str(), off.size()), 1u);
+    EXPECT_FALSE(log.Contains("Calibration time error"));
+    EXPECT_TRUE(log.Contains("ERROR: send set autoreport switch command failed!"));
+    EXPECT_EQ(intervalFlag2.load(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+// Reports from the companion reach the platform: companion socket -> frame handler -> relay ->
+// SendIpUpData -> a loopback fake platform peer.
+#include "FakePeer.h"
+#include "LinkFixture.h"
+#include "RawCompanion.h"
+#include "ipc/AutoReport.h"
+#include "ipc/CommServer.h"
+
+namespace {
+
+using testplatform::Bytes;
+
+class RelayPeerTest : public testplatform::LinkFixture {
+protected:
+    void SetUp() override {
+        LinkFixture::SetUp();
+        Connect();
+        ASSERT_EQ(CommServerStart(), 0);
+        ASSERT_TRUE(testsupport::WaitUntil([&] { return c.Connect(Paths().commServer); }));
+        ASSERT_TRUE(testsupport::WaitUntil([] { return InstanceSocket.load() > 0; }));
+    }
+    void TearDown() override {
+        c.Close();
+        CommServerStop();
+        LinkFixture::TearDown();
+    }
+    RawCompanion c;
+};
+
+TEST_F(RelayPeerTest, JsonReportArrivesWithItsPrefix) {
+    uint16_t seq = AutoReportSeq.load();
+    ASSERT_TRUE(c.Send(CompanionFrame(84, 1, {0xAA, 0xBB, 0xCC})));
+    DecodedFrame f;
+    ASSERT_TRUE(peer.Read(testplatform::kKey, &f));
+    EXPECT_EQ(f.header.msgType, 19);  // upload with the router MAC
+    ASSERT_TRUE(f.bodyOk);
+    EXPECT_TRUE(f.checksumOk);
+    // Body: 2 bytes, data type 84, MAC, length 11, then prefix and payload.
+    Bytes expected = {0x00,
+                      0x00,
+                      0x54,
+                      0x00,
+                      0x11,
+                      0x22,
+                      0x33,
+                      0x44,
+                      0x55,
+                      0x0B,
+                      0x00,
+                      static_cast<uint8_t>(seq),
+                      static_cast<uint8_t>(seq >> 8),
+                      0x54,
+                      0x00,
+                      0x00,
+                      0x00,
+                      0x03,
+                      0x00,
+                      0xAA,
+                      0xBB,
+                      0xCC};
+    EXPECT_EQ(f.body, expected);
+    EXPECT_EQ(AutoReportSeq.load(), static_cast<uint16_t>(seq + 1));
+}
+
+TEST_F(RelayPeerTest, FirmwareResultGoesToFunction17) {
+    ASSERT_TRUE(c.Send(CompanionFrame(999, 1, {7})));
+    DecodedFrame f;
+    ASSERT_TRUE(peer.Read(testplatform::kKey, &f));
+    EXPECT_EQ(f.header.msgType, 17);  // upload without MAC
+    std::string text = "{\"result\":7,\"resultDesc\":\"check sum error.\"}";
+    Bytes expected = {0x00, 0x00, 0x11, static_cast<uint8_t>(text.size()), 0x00};
+    expected.insert(expected.end(), text.begin(), text.end());
+    EXPECT_EQ(f.body, expected);
+}
+
+}  // namespace

@@ -1,0 +1,189 @@
+// The server over its real socket: one companion at a time, the receive rules, stop and start.
+#include <random>
+
+#include "CommServerFixture.h"
+#include "ipc/ComF.h"
+
+using testsupport::LogCapture;
+
+namespace {
+
+TEST_F(CommServerTest, SocketIsPrivateToTheAgentUser) {
+    ASSERT_TRUE(SpinUntil([] { return access(Paths().commServer.c_str(), F_OK) == 0; }));
+    RawCompanion c;
+    ASSERT_TRUE(Attach(c));
+    struct stat st {};
+    ASSERT_EQ(stat(Paths().commServer.c_str(), &st), 0);
+    EXPECT_TRUE(S_ISSOCK(st.st_mode));
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+}
+
+TEST_F(CommServerTest, SecondCompanionClosedAtOnceNextAcceptAfterFiveSeconds) {
+    Accelerate(100);  // 5 s pass in 50 ms
+    LogCapture log;
+    RawCompanion first, second, third;
+    ASSERT_TRUE(Attach(first));
+    ASSERT_TRUE(second.Connect(Paths().commServer));
+    EXPECT_TRUE(second.ClosedByPeer());
+    auto refused = std::chrono::steady_clock::now();
+    ASSERT_TRUE(third.Connect(Paths().commServer));  // waits in the backlog during the pause
+    EXPECT_TRUE(third.ClosedByPeer());
+    auto waited = std::chrono::steady_clock::now() - refused;
+    EXPECT_GE(waited, std::chrono::milliseconds(40));
+    EXPECT_TRUE(SpinUntil([&] { return log.Count("link quntity is large.") == 2; }));
+    // Once the first companion is gone and its thread joined, a new one is served.
+    ASSERT_TRUE(Detach(first));
+    EXPECT_TRUE(log.Contains("release ok"));
+    RawCompanion fourth;
+    EXPECT_TRUE(Attach(fourth));
+}
+
+// Sends one frame and waits until the frame handler has dealt with it (accepted or refused).
+class RulesTest : public CommServerTest {
+protected:
+    void SetUp() override {
+        CommServerTest::SetUp();
+        ASSERT_TRUE(Attach(c));
+    }
+    bool SendAndWaitLog(const Bytes& f, const std::string& line) {
+        size_t before = log.Count(line);
+        return c.Send(f) && SpinUntil([&] { return log.Count(line) > before; });
+    }
+    bool SendAndWaitReceived(const Bytes& f) {
+        CommReceived.store(0);
+        return c.Send(f) && SpinUntil([] { return CommReceived.load() == 1; });
+    }
+    RawCompanion c;
+    LogCapture log;
+};
+
+TEST_F(RulesTest, NotLoggedInDropsSilently) {
+    mLogin.store(0);
+    CommReceived.store(0);
+    unsigned long handled = CommHandledElements();
+    ASSERT_TRUE(c.Send(CompanionFrame(73, 1, {0, 1})));
+    ASSERT_TRUE(SpinUntil([&] { return CommHandledElements() > handled; }));
+    EXPECT_EQ(CommReceived.load(), 0);
+    mLogin.store(1);
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(87, 2, {1}), "Error funcID"));
+    EXPECT_FALSE(log.Contains("Receive"));
+    EXPECT_FALSE(log.Contains("Recv length"));
+    EXPECT_EQ(CommRxSeq.load(), 2u);  // the dropped frame never reached the sequence rule
+}
+
+TEST_F(RulesTest, LengthMarkerSequenceChecksum) {
+    Bytes empty = CompanionFrame(73, 1, {});
+    ASSERT_TRUE(SendAndWaitLog(empty, "Receive length error, length is 14"));
+    ASSERT_TRUE(SendAndWaitLog(Bytes(8101, 0x5A), "Receive length error, length is 8101"));
+    Bytes badHead = CompanionFrame(73, 1, {0});
+    badHead[0] = 0xA5;
+    ASSERT_TRUE(SendAndWaitLog(badHead, "Receive head error."));
+    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(88, 7, {0})));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(88, 7, {3}), "Receive  sequence error."));
+    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(88, 8, {0})));
+    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(88, 7, {0})));  // accepted after another
+    // Length field 1 with three bytes behind it: the checksum covers one byte only.
+    Bytes longer = CompanionFrame(88, 9, {0});
+    longer.push_back(0x10);
+    longer.push_back(0x20);
+    ASSERT_TRUE(SendAndWaitReceived(longer));
+    Bytes wrongSum = CompanionFrame(88, 10, {0, 0x10, 0x20});
+    wrongSum[8] = 1;  // length field 1, checksum of all three bytes
+    ASSERT_TRUE(SendAndWaitLog(wrongSum, "Receive  checkSum error."));
+    EXPECT_EQ(CommRxSeq.load(), 10u);
+}
+
+TEST_F(RulesTest, CompanionRequestsAndReports) {
+    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(998, 1, {'i'})));
+    std::string online = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}";
+    Bytes state = c.Read(14 + online.size());
+    ASSERT_EQ(state.size(), 14 + online.size());
+    EXPECT_EQ(state[2], 0xE6);
+    EXPECT_EQ(state[3], 0x03);
+    EXPECT_EQ(std::string(state.begin() + 14, state.end()), online);
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(998, 2, {'x'}), "Old plugin no plugin state"));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(999, 3, {8}), "update firmware file error."));
+    ASSERT_TRUE(
+        SendAndWaitLog(CompanionFrame(40, 4, Bytes(41, 0)), "sub-device filter not built yet"));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(2, 5, {1}), "comm_get_base_info"));
+    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(87, 6, {1})));
+    EXPECT_TRUE(log.Contains("Error funcID"));
+}
+
+TEST_F(CommServerTest, RandomBytesLeaveTheServerServing) {
+    std::mt19937 rng(12345);
+    {
+        RawCompanion noisy;
+        ASSERT_TRUE(Attach(noisy));
+        for (int i = 0; i < 300; ++i) {
+            Bytes junk(1 + rng() % 9000);
+            for (uint8_t& b : junk)
+                b = static_cast<uint8_t>(rng());
+            if (i % 3 == 0 && junk.size() >= 14) junk[0] = junk[1] = 0x5A;
+            ASSERT_TRUE(noisy.Send(junk));
+        }
+        ASSERT_TRUE(Detach(noisy));
+    }
+    RawCompanion c;
+    ASSERT_TRUE(Attach(c));
+    uint8_t value = 0;
+    unsigned ret = 1;
+    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
+    Bytes sent = c.Read(15);
+    ASSERT_EQ(sent.size(), 15u);
+    EXPECT_EQ(sent[2], 73);
+    ASSERT_TRUE(c.Send(Answer(73, {0, 1})));
+    req.join();
+    EXPECT_EQ(ret, 0u);
+    EXPECT_EQ(value, 1);
+}
+
+TEST_F(CommServerTest, ThousandConnectionsLeaveNothingBehind) {
+    RawCompanion warm;
+    ASSERT_TRUE(Attach(warm));
+    ASSERT_TRUE(Detach(warm));
+    size_t threads = CountEntries("/proc/self/task");
+    size_t fds = CountEntries("/proc/self/fd");
+    for (int i = 0; i < 1000; ++i) {
+        RawCompanion c;
+        ASSERT_TRUE(Attach(c)) << i;
+        ASSERT_TRUE(Detach(c)) << i;
+    }
+    EXPECT_EQ(CountEntries("/proc/self/task"), threads);
+    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
+    RawCompanion last;
+    EXPECT_TRUE(Attach(last));
+}
+
+TEST(CommServerLifecycleTest, StopEndsEveryThreadAndStartWorksAgain) {
+    testsupport::TempDir dir;
+    PathsRelocate(dir.path());
+    ASSERT_EQ(CommServerStart(), 0);  // a first cycle, so that runtime helper threads exist
+    CommServerStop();
+    size_t threads = CountEntries("/proc/self/task");
+    size_t fds = CountEntries("/proc/self/fd");
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(CommServerStart(), 0);
+        RawCompanion c;  // stopped while a companion is connected
+        ASSERT_TRUE(SpinUntil([&] { return c.Connect(Paths().commServer); }));
+        ASSERT_TRUE(SpinUntil([] { return InstanceSocket.load() > 0; }));
+        CommServerStop();
+        EXPECT_TRUE(c.ClosedByPeer());
+    }
+    EXPECT_EQ(CountEntries("/proc/self/task"), threads);
+    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
+    EXPECT_NE(access(Paths().commServer.c_str(), F_OK), 0);
+    PathsRelocate("");
+}
+
+TEST(CommServerLifecycleTest, BindFailureEndsOnlyTheAcceptThread) {
+    PathsRelocate("/nonexistent-dir-for-comm-test");
+    LogCapture log;
+    ASSERT_EQ(CommServerStart(), 0);
+    EXPECT_TRUE(SpinUntil([&] { return log.Contains("bind failed"); }));
+    EXPECT_EQ(CommServerStart(), -1);  // still running
+    CommServerStop();
+    PathsRelocate("");
+}
+
+}  // namespace

@@ -1,0 +1,88 @@
+// A bare companion for tests: connects to the agent's socket and moves raw bytes.
+#pragma once
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+class RawCompanion {
+public:
+    RawCompanion() = default;
+    ~RawCompanion() { Close(); }
+    RawCompanion(const RawCompanion&) = delete;
+    RawCompanion& operator=(const RawCompanion&) = delete;
+
+    bool Connect(const std::string& path) {
+        fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        memcpy(addr.sun_path, path.data(), path.size());
+        if (connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0) return true;
+        Close();
+        return false;
+    }
+    void Close() {
+        if (fd_ >= 0) close(fd_);
+        fd_ = -1;
+    }
+    bool Send(const std::vector<uint8_t>& bytes) {
+        return send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(bytes.size());
+    }
+    // Reads exactly n bytes within timeoutMs; fewer when the peer closes or time runs out.
+    std::vector<uint8_t> Read(size_t n, int timeoutMs = 5000) {
+        std::vector<uint8_t> out;
+        while (out.size() < n) {
+            pollfd p{fd_, POLLIN, 0};
+            if (poll(&p, 1, timeoutMs) <= 0) break;
+            uint8_t buf[4096];
+            size_t want = n - out.size() < sizeof buf ? n - out.size() : sizeof buf;
+            ssize_t r = read(fd_, buf, want);
+            if (r <= 0) break;
+            out.insert(out.end(), buf, buf + r);
+        }
+        return out;
+    }
+    // True when the agent closed the connection within timeoutMs.
+    bool ClosedByPeer(int timeoutMs = 5000) {
+        pollfd p{fd_, POLLIN, 0};
+        if (poll(&p, 1, timeoutMs) <= 0) return false;
+        uint8_t b;
+        return read(fd_, &b, 1) == 0;
+    }
+    int fd() const { return fd_; }
+
+private:
+    int fd_ = -1;
+};
+
+// A companion frame from its fields, laid out by hand: 5A 5A, ID, sequence, length, sum.
+inline std::vector<uint8_t> CompanionFrame(uint16_t id, uint32_t seq,
+                                           const std::vector<uint8_t>& payload) {
+    uint32_t len = static_cast<uint32_t>(payload.size());
+    uint16_t sum = 0;
+    for (uint8_t b : payload)
+        sum = static_cast<uint16_t>(sum + b);
+    std::vector<uint8_t> f = {0x5A,
+                              0x5A,
+                              static_cast<uint8_t>(id),
+                              static_cast<uint8_t>(id >> 8),
+                              static_cast<uint8_t>(seq),
+                              static_cast<uint8_t>(seq >> 8),
+                              static_cast<uint8_t>(seq >> 16),
+                              static_cast<uint8_t>(seq >> 24),
+                              static_cast<uint8_t>(len),
+                              static_cast<uint8_t>(len >> 8),
+                              static_cast<uint8_t>(len >> 16),
+                              static_cast<uint8_t>(len >> 24),
+                              static_cast<uint8_t>(sum),
+                              static_cast<uint8_t>(sum >> 8)};
+    f.insert(f.end(), payload.begin(), payload.end());
+    return f;
+}
