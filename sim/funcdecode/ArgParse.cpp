@@ -1,6 +1,7 @@
 #include "ArgParse.h"
 
 #include <cctype>
+#include <utility>
 
 namespace funcdecode {
 
@@ -32,11 +33,14 @@ bool ReadQuoted(const std::string& text, size_t* pos, std::string* value) {
     return false;
 }
 
-std::string TrimRight(const std::string& s) {
+std::string Trim(const std::string& s) {
+    size_t begin = 0;
     size_t end = s.size();
-    while (end > 0 && IsBlank(s[end - 1]))
+    while (begin < end && IsBlank(s[begin]))
+        ++begin;
+    while (end > begin && IsBlank(s[end - 1]))
         --end;
-    return s.substr(0, end);
+    return s.substr(begin, end - begin);
 }
 
 }  // namespace
@@ -58,7 +62,7 @@ int SplitArgs(const std::string& text, std::vector<Arg>* out, std::string* error
         }
         ++i;
         if (arg.key == "json") {
-            arg.value = TrimRight(text.substr(i));
+            arg.value = Trim(text.substr(i));
             i = text.size();
         } else if (i < text.size() && text[i] == '"') {
             ++i;
@@ -149,13 +153,14 @@ bool ParseMac(const std::string& s, uint8_t out[6]) {
 
 bool ParseHexBytes(const std::string& s, std::vector<uint8_t>* out) {
     if (s.size() % 2 != 0) return false;
-    out->clear();
+    std::vector<uint8_t> bytes;
     for (size_t i = 0; i < s.size(); i += 2) {
         int hi = HexDigit(s[i]);
         int lo = HexDigit(s[i + 1]);
         if (hi < 0 || lo < 0) return false;
-        out->push_back(static_cast<uint8_t>(hi * 16 + lo));
+        bytes.push_back(static_cast<uint8_t>(hi * 16 + lo));
     }
+    *out = std::move(bytes);
     return true;
 }
 

@@ -14,6 +14,7 @@ const Field kPortFields[] = {{"up", 0, Kind::U64, 0}, {"down", 8, Kind::U64, 0}}
 const Record kPortRecord = {"port", 16, kPortFields, 2};
 const Field kMacField[] = {{"mac", 0, Kind::Mac, 0}};
 const Record kMacRecord = {"mac", 6, kMacField, 1};
+const Field kBssid = {"bssid", 0, Kind::Mac, 0};
 
 // Data bytes [off, off + n) as hexadecimal lines under `name`.
 void HexBlock(AnswerText& a, const char* name, size_t off, size_t n) {
@@ -66,7 +67,7 @@ void LengthData(uint16_t id, AnswerText& a) {
         a.Line(0, "records", std::to_string(a.U16(8)));
         HexBlock(a, "data", 10, n - 2);
     } else if (id == 80 && n >= 6) {
-        a.Field(kMacField[0], 8, 0);
+        a.Field(kBssid, 8, 0);
         if (n > 6) HexBlock(a, "data", 14, n - 6);
     } else {
         HexBlock(a, "data", 8, n);
