@@ -120,16 +120,16 @@ bool PutValue(const Field& f, size_t at, const std::string& v, std::vector<uint8
     }
 }
 
-std::string Known(const RequestSpec& spec) {
+std::string Known(const ParamView& v) {
     std::string names;
-    for (size_t i = 0; i < spec.count; ++i)
-        names += std::string(names.empty() ? "" : " ") + spec.params[i].name;
+    for (size_t i = 0; i < v.count; ++i)
+        names += std::string(names.empty() ? "" : " ") + v.fields[i].name;
     return names.empty() ? "none besides hex=" : names + ", or hex=";
 }
 
-const Field* FindField(const RequestSpec& spec, const std::string& key) {
-    for (size_t i = 0; i < spec.count; ++i)
-        if (key == spec.params[i].name) return &spec.params[i];
+const Field* FindField(const ParamView& v, const std::string& key) {
+    for (size_t i = 0; i < v.count; ++i)
+        if (key == v.fields[i].name) return &v.fields[i];
     return nullptr;
 }
 
@@ -149,29 +149,30 @@ int EncodeRaw(const std::vector<Arg>& args, std::vector<uint8_t>* params, std::s
 int EncodeFields(const RequestSpec& spec, const std::vector<Arg>& args,
                  std::vector<uint8_t>* params, std::string* error) {
     std::string fn = "function " + std::to_string(spec.id);
+    ParamView v = ParamsOf(spec);
     for (const Arg& a : args) {
-        if (!FindField(spec, a.key)) {
-            *error = fn + " has no argument \"" + a.key + "\" (arguments: " + Known(spec) + ")";
+        if (!FindField(v, a.key)) {
+            *error = fn + " has no argument \"" + a.key + "\" (arguments: " + Known(v) + ")";
             return -1;
         }
     }
     size_t end = 0;
-    for (size_t i = 0; i < spec.count; ++i) {
-        const Field& f = spec.params[i];
-        end = std::max(end, spec.base + f.off + FieldWidth(f) - kParamStart);
+    for (size_t i = 0; i < v.count; ++i) {
+        const Field& f = v.fields[i];
+        end = std::max(end, v.base + f.off + FieldWidth(f) - kParamStart);
     }
     std::vector<uint8_t> buf(end, 0);
-    for (size_t i = 0; i < spec.count; ++i) {
-        const Field& f = spec.params[i];
+    for (size_t i = 0; i < v.count; ++i) {
+        const Field& f = v.fields[i];
         const Arg* given = nullptr;
         for (const Arg& a : args)
             if (a.key == f.name) given = &a;
         if (!given) {
-            if (spec.optional) continue;
+            if (v.optional) continue;
             *error = fn + " needs " + Usage(f);
             return -1;
         }
-        if (!PutValue(f, spec.base + f.off - kParamStart, given->value, &buf)) {
+        if (!PutValue(f, v.base + f.off - kParamStart, given->value, &buf)) {
             *error =
                 fn + ": bad value " + f.name + "=\"" + given->value + "\", expected " + Usage(f);
             return -1;
@@ -243,7 +244,9 @@ const char* FunctionTitle(uint16_t id) {
 std::string FunctionArgsHelp(uint16_t id) {
     const RequestSpec* spec = FindRequestSpec(id);
     std::string help;
-    for (size_t i = 0; spec && i < spec->count; ++i)
-        help += (help.empty() ? "" : " ") + Usage(spec->params[i]);
+    if (!spec) return help;
+    ParamView v = ParamsOf(*spec);
+    for (size_t i = 0; i < v.count; ++i)
+        help += (help.empty() ? "" : " ") + Usage(v.fields[i]);
     return help;
 }

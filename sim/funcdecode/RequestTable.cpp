@@ -39,12 +39,11 @@ const Field kThreshold[] = {{"index", 10, Kind::U8, 0}, {"threshold", 11, Kind::
 const Field kConfigJson[] = {{"json", 10, Kind::LenText, 1023}};
 const Field kAutoReportJson[] = {{"json", 10, Kind::LenText, 4096}};
 
-#define NONE nullptr, 0, kParams, false
-#define PARAMS(f) f, std::size(f), 0, false
+#define NONE nullptr, 0, nullptr
+#define PARAMS(f) f, std::size(f), nullptr
+#define RECORD(r) nullptr, 0, &r
 
-// Record tables live in another translation unit, so rows that carry a record are filled in
-// when first looked up (see FindRequestSpec).
-RequestSpec kRows[] = {
+const RequestSpec kRows[] = {
     {1, "router firmware version", NONE},
     {2, "router identity", NONE},
     {3, "one WAN configuration", PARAMS(kIndex)},
@@ -61,7 +60,7 @@ RequestSpec kRows[] = {
     {14, "SSID switch", PARAMS(kIndex)},
     {15, "set SSID switch", PARAMS(kIndexOn)},
     {16, "SSID configuration", PARAMS(kIndex)},
-    {17, "set SSID configuration", nullptr, 0, kParams, true},
+    {17, "set SSID configuration", RECORD(kSsidRecord)},
     {18, "Wi-Fi radio switch", NONE},
     {19, "set Wi-Fi radio switch", PARAMS(kOn)},
     {20, "fixed answer", NONE},
@@ -76,7 +75,7 @@ RequestSpec kRows[] = {
     {29, "set service accounts", PARAMS(kAccounts)},
     {30, "WPS switch", NONE},
     {31, "set WPS switch", PARAMS(kOn)},
-    {32, "device access control", nullptr, 0, kParams, true},
+    {32, "device access control", RECORD(kDevRecord)},
     {33, "current bandwidth of a device", PARAMS(kMac)},
     {34, "bandwidth limits of a device", PARAMS(kMac)},
     {35, "set bandwidth limits of a device", PARAMS(kMacLimits)},
@@ -126,7 +125,7 @@ RequestSpec kRows[] = {
     {79, "neighbouring Wi-Fi information", NONE},
     {80, "BSSID", NONE},
     {81, "no answer", NONE},
-    {82, "set WAN configuration", nullptr, 0, kParams, true},
+    {82, "set WAN configuration", RECORD(kWanRecord)},
     {83, "one-key optimisation", NONE},
     {84, "no answer", NONE},
     {85, "fault diagnosis", NONE},
@@ -137,36 +136,20 @@ RequestSpec kRows[] = {
 
 #undef NONE
 #undef PARAMS
+#undef RECORD
 
 static_assert(std::size(kRows) == 88, "one row per function ID 1-88");
-
-const Record* RecordOf(uint16_t id) {
-    switch (id) {
-        case 17:
-            return &kSsidRecord;
-        case 32:
-            return &kDevRecord;
-        case 82:
-            return &kWanRecord;
-        default:
-            return nullptr;
-    }
-}
 
 }  // namespace
 
 const RequestSpec* FindRequestSpec(uint16_t id) {
     if (id < 1 || id > std::size(kRows)) return nullptr;
-    static const RequestSpec* rows = [] {
-        for (RequestSpec& row : kRows) {
-            if (const Record* rec = RecordOf(row.id)) {
-                row.params = rec->fields;
-                row.count = rec->count;
-            }
-        }
-        return kRows;
-    }();
-    return &rows[id - 1];
+    return &kRows[id - 1];
+}
+
+ParamView ParamsOf(const RequestSpec& spec) {
+    if (spec.record) return {spec.record->fields, spec.record->count, kParams, true};
+    return {spec.params, spec.count, 0, false};
 }
 
 }  // namespace funcdecode

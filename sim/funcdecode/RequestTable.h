@@ -11,11 +11,19 @@ namespace funcdecode {
 struct RequestSpec {
     uint16_t id;
     const char* title;
-    const Field* params;  // offsets relative to `base`
+    const Field* params;  // request offsets
     size_t count;
-    size_t base;    // request offset of the parameter block (10) or of a record (10)
-    bool optional;  // record fields: any left out are zero; otherwise every field is required
+    const Record* record;  // or a record at request byte 10, whose fields left out are zero
 };
+
+// The parameter fields of a row with their request offsets: offset + base.
+struct ParamView {
+    const Field* fields;
+    size_t count;
+    size_t base;    // 0 for plain parameters, 10 for a record
+    bool optional;  // record fields may be left out; plain parameters are all required
+};
+ParamView ParamsOf(const RequestSpec& spec);
 
 // The row of `id`, or nullptr for an ID outside 1-88.
 const RequestSpec* FindRequestSpec(uint16_t id);
