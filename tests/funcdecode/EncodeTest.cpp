@@ -2,6 +2,8 @@
 // parameter layouts of every function.
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "FdTestSupport.h"
 #include "FuncDecode.h"
 
@@ -231,6 +233,33 @@ TEST(Encode, HelpListsEveryArgument) {
     EXPECT_EQ("", FunctionArgsHelp(0));
     EXPECT_STREQ("set DNS servers", FunctionTitle(45));
     EXPECT_STREQ("", FunctionTitle(89));
+}
+
+// Random operator lines made of the characters that matter to the argument syntax: each either
+// encodes or gives a reason, and a failed line leaves the output alone.
+TEST(Encode, RandomLinesEncodeOrExplain) {
+    const std::string alphabet = "0123456789abcdefx=\" .:-ABCDEF{}\\ ";
+    const char* const prefixes[] = {"45 ", "17 ", "37 ", "87 json=", "3 hex=", "8 ", ""};
+    std::mt19937 rng(4511);
+    std::uniform_int_distribution<size_t> pick(0, alphabet.size() - 1);
+    std::uniform_int_distribution<size_t> length(0, 40);
+    size_t ok = 0;
+    for (int i = 0; i < 3000; ++i) {
+        std::string line = prefixes[i % std::size(prefixes)];
+        for (size_t n = length(rng); n > 0; --n)
+            line += alphabet[pick(rng)];
+        uint16_t id = 0;
+        Bytes params = {0xEE};
+        std::string error;
+        if (EncodeCallLine(line, &id, &params, &error) == 0) {
+            ++ok;
+            EXPECT_TRUE(error.empty()) << line;
+        } else {
+            EXPECT_FALSE(error.empty()) << line;
+            EXPECT_EQ(Bytes{0xEE}, params) << line;
+        }
+    }
+    EXPECT_GT(ok, 0u);
 }
 
 }  // namespace
