@@ -146,10 +146,10 @@ int EncodeRaw(const std::vector<Arg>& args, std::vector<uint8_t>* params, std::s
     return 0;
 }
 
-int EncodeFields(const RequestSpec& spec, const std::vector<Arg>& args,
-                 std::vector<uint8_t>* params, std::string* error) {
-    std::string fn = "function " + std::to_string(spec.id);
-    ParamView v = ParamsOf(spec);
+int EncodeFields(const RequestRow& row, const std::vector<Arg>& args, std::vector<uint8_t>* params,
+                 std::string* error) {
+    std::string fn = "function " + std::to_string(row.id);
+    ParamView v = ParamsOf(row);
     for (const Arg& a : args) {
         if (!FindField(v, a.key)) {
             *error = fn + " has no argument \"" + a.key + "\" (arguments: " + Known(v) + ")";
@@ -194,8 +194,8 @@ int EncodeFunctionParams(uint16_t id, const std::string& args, std::vector<uint8
     if (SplitArgs(args, &parsed, error) != 0) return -1;
     for (const Arg& a : parsed)
         if (a.key == "hex") return EncodeRaw(parsed, params, error);
-    const RequestSpec* spec = FindRequestSpec(id);
-    if (!spec) {
+    const RequestRow* row = FindRequestRow(id);
+    if (!row) {
         if (parsed.empty()) {
             params->clear();
             return 0;
@@ -203,7 +203,7 @@ int EncodeFunctionParams(uint16_t id, const std::string& args, std::vector<uint8
         *error = "function " + std::to_string(id) + " has no parameter layout; use hex=";
         return -1;
     }
-    return EncodeFields(*spec, parsed, params, error);
+    return EncodeFields(*row, parsed, params, error);
 }
 
 int EncodeFunctionRequest(uint16_t id, const std::string& args, std::vector<uint8_t>* out,
@@ -237,15 +237,15 @@ int EncodeCallLine(const std::string& line, uint16_t* id, std::vector<uint8_t>* 
 }
 
 const char* FunctionTitle(uint16_t id) {
-    const RequestSpec* spec = FindRequestSpec(id);
-    return spec ? spec->title : "";
+    const RequestRow* row = FindRequestRow(id);
+    return row ? row->title : "";
 }
 
 std::string FunctionArgsHelp(uint16_t id) {
-    const RequestSpec* spec = FindRequestSpec(id);
+    const RequestRow* row = FindRequestRow(id);
     std::string help;
-    if (!spec) return help;
-    ParamView v = ParamsOf(*spec);
+    if (!row) return help;
+    ParamView v = ParamsOf(*row);
     for (size_t i = 0; i < v.count; ++i)
         help += (help.empty() ? "" : " ") + Usage(v.fields[i]);
     return help;

@@ -43,7 +43,7 @@ const Field kAutoReportJson[] = {{"json", 10, Kind::LenText, 4096}};
 #define PARAMS(f) f, std::size(f), nullptr
 #define RECORD(r) nullptr, 0, &r
 
-const RequestSpec kRows[] = {
+const RequestRow kRows[] = {
     {1, "router firmware version", NONE},
     {2, "router identity", NONE},
     {3, "one WAN configuration", PARAMS(kIndex)},
@@ -142,14 +142,14 @@ static_assert(std::size(kRows) == 88, "one row per function ID 1-88");
 
 }  // namespace
 
-const RequestSpec* FindRequestSpec(uint16_t id) {
+const RequestRow* FindRequestRow(uint16_t id) {
     if (id < 1 || id > std::size(kRows)) return nullptr;
     return &kRows[id - 1];
 }
 
-ParamView ParamsOf(const RequestSpec& spec) {
-    if (spec.record) return {spec.record->fields, spec.record->count, kParams, true};
-    return {spec.params, spec.count, 0, false};
+ParamView ParamsOf(const RequestRow& row) {
+    if (row.record) return {row.record->fields, row.record->count, kParams, true};
+    return {row.params, row.count, 0, false};
 }
 
 }  // namespace funcdecode

@@ -8,7 +8,7 @@
 
 namespace funcdecode {
 
-struct RequestSpec {
+struct RequestRow {
     uint16_t id;
     const char* title;
     const Field* params;  // request offsets
@@ -23,9 +23,9 @@ struct ParamView {
     size_t base;    // 0 for plain parameters, 10 for a record
     bool optional;  // record fields may be left out; plain parameters are all required
 };
-ParamView ParamsOf(const RequestSpec& spec);
+ParamView ParamsOf(const RequestRow& row);
 
 // The row of `id`, or nullptr for an ID outside 1-88.
-const RequestSpec* FindRequestSpec(uint16_t id);
+const RequestRow* FindRequestRow(uint16_t id);
 
 }  // namespace funcdecode
