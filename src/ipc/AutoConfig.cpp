@@ -106,10 +106,8 @@ double CycleStart(const SpreadInput& in, long phase) {
     return q;
 }
 
-}  // namespace
-
-void CommAutoReportReset() {
-    CommAutoReportResetTimes();
+// The configuration alone: a 997 answer starts from here, the function-89 times stay.
+void ResetConfiguration() {
     intervalFlag1.store(-1);
     intervalFlag2.store(-1);
     intervalFlag3.store(-1);
@@ -117,6 +115,13 @@ void CommAutoReportReset() {
     serverErr.store(0);
     std::lock_guard<std::mutex> g(gJumpMu);
     memset(jumpTime, 0, sizeof jumpTime);
+}
+
+}  // namespace
+
+void CommAutoReportReset() {
+    CommAutoReportResetTimes();
+    ResetConfiguration();
 }
 
 void CommWithJumpTime(void (*fn)(char* text, void* ctx), void* ctx) {
@@ -184,7 +189,7 @@ int CommSpreadReportTimes(const SpreadInput& in, ReportTimes* out) {
 }
 
 void Comm_get_88Conf(const uint8_t* payload, size_t len) {
-    CommAutoReportReset();
+    ResetConfiguration();
     if (len < limits::kAutoConfMinLen || len > limits::kAutoConfMaxLen || payload[0] != 0) return;
     std::string text(reinterpret_cast<const char*>(payload + 1), len - 1);
     LOGD("Receive 88 info:\n%s, length=%d", text.c_str(), static_cast<int>(text.size()));

@@ -351,6 +351,20 @@ TEST(AutoConfTest, SecondCalibrationFindsJumpTimeCut) {
     EXPECT_FALSE(log.Contains("set auto report info"));
 }
 
+TEST(AutoConfTest, Answer997KeepsTheFunction89Times) {
+    CommAutoReportReset();
+    const uint8_t a[] = {1, 5}, b[] = {1, 7}, t2[] = {2}, t3[] = {3};
+    ASSERT_EQ(CommCheck89(a, sizeof a, 5000), 0);
+    ASSERT_EQ(CommCheck89(t2, 1, 5000), 0);
+    ASSERT_EQ(CommCheck89(t3, 1, 5000), 0);
+    Bytes p = ConfPayload(0, "{\"referNum\":1000,\"interval2\":1440}");
+    Comm_get_88Conf(p.data(), p.size());
+    EXPECT_EQ(referNum.load(), 1000);
+    EXPECT_EQ(CommCheck89(b, sizeof b, 5003), -1);  // still 3 s after the last type 1
+    EXPECT_EQ(CommCheck89(t2, 1, 5010), -1);
+    EXPECT_EQ(CommCheck89(t3, 1, 5010), -1);
+}
+
 TEST(AutoConfTest, CalibrationGuards) {
     CommAutoReportReset();
     LogCapture log;
