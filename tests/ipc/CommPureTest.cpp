@@ -365,6 +365,26 @@ TEST(AutoConfTest, Answer997KeepsTheFunction89Times) {
     EXPECT_EQ(CommCheck89(t3, 1, 5010), -1);
 }
 
+TEST(AutoConfTest, OutOfRangeNumbersDoNotWrapIntoRange) {
+    // 2^32 + 1000 and 2^32 + 1440 would become 1000 and 1440 if cut to 32 bits.
+    Bytes p = ConfPayload(0,
+                          "{\"referNum\":4294968296,\"serverDiff\":-4294967306,"
+                          "\"interval2\":4294968736,\"interval3\":1e300}");
+    Comm_get_88Conf(p.data(), p.size());
+    EXPECT_EQ(referNum.load(), 2147483647);
+    EXPECT_EQ(serverErr.load(), -2147483647 - 1);
+    EXPECT_EQ(intervalFlag2.load(), 2147483647);
+    EXPECT_EQ(intervalFlag3.load(), 2147483647);
+    LogCapture log;
+    std::string wrapped = "{\"timestamp\":" + std::to_string(NowSec()) +
+                          ",\"referNum\":1000,\"interval2\":4294968736,\"interval3\":0}";
+    EXPECT_EQ(ComF_set_auto_report(wrapped.c_str(), wrapped.size()), 1u);  // no companion
+    EXPECT_EQ(intervalFlag2.load(), 2147483647);
+    std::string hugeRefer = "{\"referNum\":4294968296,\"interval2\":0,\"interval3\":0}";
+    EXPECT_EQ(ComF_set_auto_report(hugeRefer.c_str(), hugeRefer.size()), 1u);
+    EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
+}
+
 TEST(AutoConfTest, CalibrationGuards) {
     CommAutoReportReset();
     LogCapture log;
