@@ -59,7 +59,12 @@ TEST(CommBuildCmdTest, RefusedIdsAndTheirTexts) {
         LogCapture log;
         EXPECT_TRUE(Build(c.id, 1, {}, 0).empty()) << c.id;
         EXPECT_TRUE(log.Contains(c.text)) << c.id;
+        // The header is filled before the payload table refuses an ID: an ID in 1..1000 uses up
+        // a sequence number, one outside that range does not.
+        uint32_t before = CommTxSeq.load();
         EXPECT_EQ(CommSendCmd(c.id, nullptr, 0), -1);
+        bool inRange = c.id >= 1 && c.id <= 1000;
+        EXPECT_EQ(CommTxSeq.load(), before + (inRange ? 1u : 0u)) << c.id;
     }
 }
 
