@@ -93,6 +93,17 @@ TEST_F(RulesTest, LengthMarkerSequenceChecksum) {
     EXPECT_EQ(CommRxSeq.load(), 10u);
 }
 
+TEST_F(RulesTest, TwoFramesInOneReadAreOneElement) {
+    Bytes both = CompanionFrame(88, 20, {0});
+    Bytes second = CompanionFrame(87, 21, {1});
+    both.insert(both.end(), second.begin(), second.end());
+    unsigned long handled = CommHandledElements();
+    ASSERT_TRUE(SendAndWaitReceived(both));
+    ASSERT_TRUE(SpinUntil([&] { return CommHandledElements() > handled; }));
+    EXPECT_EQ(CommRxSeq.load(), 20u);  // the second frame was never looked at
+    EXPECT_FALSE(log.Contains("Error funcID"));
+}
+
 TEST_F(RulesTest, CompanionRequestsAndReports) {
     ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(998, 1, {'i'})));
     std::string online = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}";
