@@ -8,6 +8,7 @@
 #include "core/ByteOrder.h"
 #include "core/Limits.h"
 #include "core/Log.h"
+#include "functions/FnRequest.h"
 #include "ipc/ComF.h"
 
 namespace {
@@ -18,13 +19,6 @@ constexpr size_t kWanIpv4Fields[] = {205, 209, 213, 217, 221};
 constexpr size_t kWan16Fields[] = {0, 3, 5, 225};
 constexpr size_t kAdjWifiFixedPart = 2;  // the list's entry count
 constexpr size_t kBssidFixedPart = 6;    // one BSSID
-
-bool HasParams(FnCall& call, size_t n) {
-    if (call.reqLen >= kParams + n) return true;
-    LOGE("ERROR: request too short! len=%d", static_cast<int>(call.reqLen));
-    FnAnswerStatus(call, 1);
-    return false;
-}
 
 // Status-only answer; a non-zero status is logged with the row's failure text.
 int AnswerStatus(FnCall& call, unsigned ret, const char* failFmt) {
@@ -87,7 +81,7 @@ void ConvertWanRecord(const uint8_t* in, uint8_t* out) {
 }  // namespace
 
 int Fn70GetWifiFreqband(FnCall& call) {
-    if (!HasParams(call, 1)) return 0;
+    if (!FnHasParams(call, 1)) return 0;
     uint8_t index = call.req[kParams];
     LOGD("Get freqband index=%d", index);
     uint8_t band = 0;
@@ -101,7 +95,7 @@ int Fn71GetMeshSupport(FnCall& call) {
 }
 
 int Fn72SetMeshSwitch(FnCall& call) {
-    if (!HasParams(call, 1)) return 0;
+    if (!FnHasParams(call, 1)) return 0;
     uint8_t value = call.req[kParams];
     LOGD("Set mesh switch=%d", value);
     return AnswerStatus(call, ComF_set_mesh_switch(value), "ERROR: set mesh switch failed! ret=%d");
@@ -112,7 +106,7 @@ int Fn73GetMeshSwitch(FnCall& call) {
 }
 
 int Fn74SetMeshRoamingSwitch(FnCall& call) {
-    if (!HasParams(call, 1)) return 0;
+    if (!FnHasParams(call, 1)) return 0;
     uint8_t value = call.req[kParams];
     LOGD("Set mesh roaming switch=%d", value);
     return AnswerStatus(call, ComF_set_mesh_roaming_switch(value),
@@ -125,7 +119,7 @@ int Fn75GetMeshRoamingSwitch(FnCall& call) {
 }
 
 int Fn76SetMeshRoamingThreshold(FnCall& call) {
-    if (!HasParams(call, 2)) return 0;
+    if (!FnHasParams(call, 2)) return 0;
     uint8_t index = call.req[kParams];
     uint8_t threshold = call.req[kParams + 1];
     LOGD("Set mesh roaming index=%d, threshold=%d", index, threshold);
@@ -156,7 +150,7 @@ int Fn80GetBssid(FnCall& call) {
 }
 
 int Fn82SetWanCfg(FnCall& call) {
-    if (!HasParams(call, limits::kWanRecordSize)) return 0;
+    if (!FnHasParams(call, limits::kWanRecordSize)) return 0;
     uint8_t record[limits::kWanRecordSize];
     ConvertWanRecord(call.req + kParams, record);
     return AnswerStatus(call, ComF_set_wan_cfg(record, sizeof record),
@@ -174,14 +168,10 @@ int Fn85TrigFaultDiagnosis(FnCall& call) {
 }
 
 int Fn88SetAutoReport(FnCall& call) {
-    if (!HasParams(call, 2)) return 0;
+    if (!FnHasParams(call, 2)) return 0;
     size_t jsonLen = GetField16(call.req + kParams);
     LOGD("88 jsonLen: %d", static_cast<int>(jsonLen));
-    if (call.reqLen < kParams + 2 + jsonLen) {
-        LOGE("ERROR: request too short! len=%d", static_cast<int>(call.reqLen));
-        FnAnswerStatus(call, 1);
-        return 0;
-    }
+    if (!FnHasParams(call, 2 + jsonLen)) return 0;  // the JSON text lies beyond the request
     const char* json = reinterpret_cast<const char*>(call.req + kParams + 2);
     return AnswerStatus(call, ComF_set_auto_report(json, jsonLen),
                         "ERROR: set auto report failed! ret=%d");

@@ -38,27 +38,28 @@ struct Identity {
     uint8_t ipv6 = 0;
 };
 
-// Calls the SDK for every field in a fixed order (list initialisation runs left to right);
-// names the first failing call and returns its status.
+// Calls the SDK for each field in a fixed order and stops at the first failing call: names it
+// and returns its status.
 int FetchIdentity(Identity& id, const char** failed) {
     struct Step {
         const char* name;
-        int status;
+        int (*call)(Identity&);
     };
-    const Step steps[] = {
-        {"get_router_sn", get_router_sn(id.sn)},
-        {"get_router_vender", get_router_vender(id.vendor)},
-        {"get_router_model", get_router_model(id.model)},
-        {"get_cpu_cfg", get_cpu_cfg(&id.cpu)},
-        {"get_mem_cfg", get_mem_cfg(&id.mem)},
-        {"get_name", get_name(id.name)},
-        {"get_router_is_plug", get_router_is_plug(&id.isPlug)},
-        {"get_router_support_ipv6", get_router_support_ipv6(&id.ipv6)},
+    static const Step kSteps[] = {
+        {"get_router_sn", [](Identity& i) { return get_router_sn(i.sn); }},
+        {"get_router_vender", [](Identity& i) { return get_router_vender(i.vendor); }},
+        {"get_router_model", [](Identity& i) { return get_router_model(i.model); }},
+        {"get_cpu_cfg", [](Identity& i) { return get_cpu_cfg(&i.cpu); }},
+        {"get_mem_cfg", [](Identity& i) { return get_mem_cfg(&i.mem); }},
+        {"get_name", [](Identity& i) { return get_name(i.name); }},
+        {"get_router_is_plug", [](Identity& i) { return get_router_is_plug(&i.isPlug); }},
+        {"get_router_support_ipv6", [](Identity& i) { return get_router_support_ipv6(&i.ipv6); }},
     };
-    for (const Step& s : steps) {
-        if (s.status != 0) {
+    for (const Step& s : kSteps) {
+        int status = s.call(id);
+        if (status != 0) {
             *failed = s.name;
-            return s.status;
+            return status;
         }
     }
     return 0;

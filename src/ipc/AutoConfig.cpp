@@ -37,12 +37,6 @@ JsonPtr ParseJson(const char* text) {
     return JsonPtr(cJSON_Parse(text), cJSON_Delete);
 }
 
-// A number member, or `dflt` when absent or not a number.
-long JsonNumber(const cJSON* root, const char* key, long dflt) {
-    const cJSON* item = cJSON_GetObjectItem(root, key);
-    return cJSON_IsNumber(item) ? static_cast<long>(item->valuedouble) : dflt;
-}
-
 // The "jumpTime" member when it is a string of 9 to 11 characters, else "".
 std::string JsonJumpTime(const cJSON* root) {
     const cJSON* item = cJSON_GetObjectItem(root, "jumpTime");
@@ -106,10 +100,8 @@ double CycleStart(const SpreadInput& in, long phase) {
     return q;
 }
 
-}  // namespace
-
-void CommAutoReportReset() {
-    CommAutoReportResetTimes();
+// The configuration alone: a 997 answer starts from here, the function-89 times stay.
+void ResetConfiguration() {
     intervalFlag1.store(-1);
     intervalFlag2.store(-1);
     intervalFlag3.store(-1);
@@ -117,6 +109,22 @@ void CommAutoReportReset() {
     serverErr.store(0);
     std::lock_guard<std::mutex> g(gJumpMu);
     memset(jumpTime, 0, sizeof jumpTime);
+}
+
+}  // namespace
+
+void CommAutoReportReset() {
+    CommAutoReportResetTimes();
+    ResetConfiguration();
+}
+
+long CommJsonNumber(const cJSON* root, const char* key, long dflt, long lo, long hi) {
+    const cJSON* item = cJSON_GetObjectItem(root, key);
+    if (!cJSON_IsNumber(item)) return dflt;
+    double v = item->valuedouble;
+    if (v >= static_cast<double>(hi)) return hi;
+    if (v <= static_cast<double>(lo)) return lo;
+    return static_cast<long>(v);
 }
 
 void CommWithJumpTime(void (*fn)(char* text, void* ctx), void* ctx) {
@@ -184,18 +192,21 @@ int CommSpreadReportTimes(const SpreadInput& in, ReportTimes* out) {
 }
 
 void Comm_get_88Conf(const uint8_t* payload, size_t len) {
-    CommAutoReportReset();
+    ResetConfiguration();
     if (len < limits::kAutoConfMinLen || len > limits::kAutoConfMaxLen || payload[0] != 0) return;
     std::string text(reinterpret_cast<const char*>(payload + 1), len - 1);
     LOGD("Receive 88 info:\n%s, length=%d", text.c_str(), static_cast<int>(text.size()));
     JsonPtr root = ParseJson(text.c_str());
     if (!root) return;
     const cJSON* r = root.get();
-    if (cJSON_GetObjectItem(r, "referNum")) referNum.store(JsonNumber(r, "referNum", -1));
-    if (cJSON_GetObjectItem(r, "serverDiff")) serverErr.store(JsonNumber(r, "serverDiff", 0));
-    if (cJSON_GetObjectItem(r, "interval1")) intervalFlag1.store(JsonNumber(r, "interval1", -1));
-    if (cJSON_GetObjectItem(r, "interval2")) intervalFlag2.store(JsonNumber(r, "interval2", -1));
-    if (cJSON_GetObjectItem(r, "interval3")) intervalFlag3.store(JsonNumber(r, "interval3", -1));
+    if (cJSON_GetObjectItem(r, "referNum")) referNum.store(CommJsonNumber(r, "referNum", -1));
+    if (cJSON_GetObjectItem(r, "serverDiff")) serverErr.store(CommJsonNumber(r, "serverDiff", 0));
+    if (cJSON_GetObjectItem(r, "interval1"))
+        intervalFlag1.store(CommJsonNumber(r, "interval1", -1));
+    if (cJSON_GetObjectItem(r, "interval2"))
+        intervalFlag2.store(CommJsonNumber(r, "interval2", -1));
+    if (cJSON_GetObjectItem(r, "interval3"))
+        intervalFlag3.store(CommJsonNumber(r, "interval3", -1));
     std::string jt = JsonJumpTime(r);
     std::lock_guard<std::mutex> g(gJumpMu);
     snprintf(jumpTime, sizeof jumpTime, "%s", jt.c_str());

@@ -2,6 +2,7 @@
 // calibration built from the stored configuration (ComF_send_calibration).
 #include <cjson/cJSON.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,11 +21,6 @@
 namespace {
 
 using JsonPtr = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
-
-long Number(const cJSON* root, const char* key, long dflt) {
-    const cJSON* item = cJSON_GetObjectItem(root, key);
-    return cJSON_IsNumber(item) ? static_cast<long>(item->valuedouble) : dflt;
-}
 
 void JumpTimeOf(const cJSON* root, char* out, size_t cap) {
     out[0] = '\0';
@@ -55,11 +51,11 @@ struct AutoSetting {
 bool ReadSetting(const char* text, AutoSetting* s) {
     JsonPtr root(cJSON_Parse(text), cJSON_Delete);
     if (!root) return false;
-    s->timestamp = Number(root.get(), "timestamp", 0);
-    s->refer = Number(root.get(), "referNum", -1);
-    s->i1 = static_cast<int>(Number(root.get(), "interval1", -1));
-    s->i2 = static_cast<int>(Number(root.get(), "interval2", -1));
-    s->i3 = static_cast<int>(Number(root.get(), "interval3", -1));
+    s->timestamp = CommJsonNumber(root.get(), "timestamp", 0, LONG_MIN, LONG_MAX);
+    s->refer = CommJsonNumber(root.get(), "referNum", -1);
+    s->i1 = static_cast<int>(CommJsonNumber(root.get(), "interval1", -1));
+    s->i2 = static_cast<int>(CommJsonNumber(root.get(), "interval2", -1));
+    s->i3 = static_cast<int>(CommJsonNumber(root.get(), "interval3", -1));
     JumpTimeOf(root.get(), s->jump, sizeof s->jump);
     return true;
 }

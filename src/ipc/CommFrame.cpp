@@ -39,7 +39,8 @@ CommAcceptResult CommAcceptFrame(const uint8_t* elem, size_t count, size_t avail
         return kCommBadSequence;
     }
     rxSeq.store(v.seq);
-    // The length field is trusted as the original did, but never beyond the slot's bytes.
+    // The length field is used as sent (not compared with the element's byte count), but the
+    // payload never reaches past the slot's bytes.
     size_t room = avail - limits::kCommHeaderSize;
     v.payload = elem + limits::kCommHeaderSize;
     v.payloadLen = v.length < room ? v.length : room;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <climits>
 #include <cstdint>
 #include <mutex>
 
@@ -28,5 +29,10 @@ void CommHandleElement(const uint8_t* slot);
 // The frame-handling thread.
 void CommRecvHandle();
 void CommAutoReportResetTimes();
+struct cJSON;
+// The number member `key` of `root` clamped to [lo, hi] (so an out-of-range value never wraps
+// round into range), or `dflt` when it is absent or not a number.
+long CommJsonNumber(const cJSON* root, const char* key, long dflt, long lo = INT_MIN,
+                    long hi = INT_MAX);
 // Runs `fn` on the stored jump time under its lock (the calibration cuts it in place).
 void CommWithJumpTime(void (*fn)(char* text, void* ctx), void* ctx);

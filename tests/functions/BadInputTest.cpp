@@ -51,6 +51,13 @@ TEST(SdkFailures, StatusBecomesTheResultCodeTruncatedTo16Bits) {
     }
 }
 
+TEST(SdkFailures, QueryStopsAtItsFirstFailingCall) {
+    fntest::SimRouter router;
+    router.Fail("get_router_vender", 5);
+    EXPECT_EQ(Status(2, "05 00"), fntest::Call(Request(2)).bytes);
+    EXPECT_EQ("get_router_sn\nget_router_vender\n", router.CallLog());
+}
+
 TEST(SdkFailures, DnsQueryAnswers14BytesWithTheStatus) {
     fntest::SimRouter router;
     router.Fail("get_dns", 9);

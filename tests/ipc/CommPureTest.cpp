@@ -59,7 +59,12 @@ TEST(CommBuildCmdTest, RefusedIdsAndTheirTexts) {
         LogCapture log;
         EXPECT_TRUE(Build(c.id, 1, {}, 0).empty()) << c.id;
         EXPECT_TRUE(log.Contains(c.text)) << c.id;
+        // The header is filled before the payload table refuses an ID: an ID in 1..1000 uses up
+        // a sequence number, one outside that range does not.
+        uint32_t before = CommTxSeq.load();
         EXPECT_EQ(CommSendCmd(c.id, nullptr, 0), -1);
+        bool inRange = c.id >= 1 && c.id <= 1000;
+        EXPECT_EQ(CommTxSeq.load(), before + (inRange ? 1u : 0u)) << c.id;
     }
 }
 
@@ -349,6 +354,40 @@ TEST(AutoConfTest, SecondCalibrationFindsJumpTimeCut) {
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("jump time is error!"));
     EXPECT_FALSE(log.Contains("set auto report info"));
+}
+
+TEST(AutoConfTest, Answer997KeepsTheFunction89Times) {
+    CommAutoReportReset();
+    const uint8_t a[] = {1, 5}, b[] = {1, 7}, t2[] = {2}, t3[] = {3};
+    ASSERT_EQ(CommCheck89(a, sizeof a, 5000), 0);
+    ASSERT_EQ(CommCheck89(t2, 1, 5000), 0);
+    ASSERT_EQ(CommCheck89(t3, 1, 5000), 0);
+    Bytes p = ConfPayload(0, "{\"referNum\":1000,\"interval2\":1440}");
+    Comm_get_88Conf(p.data(), p.size());
+    EXPECT_EQ(referNum.load(), 1000);
+    EXPECT_EQ(CommCheck89(b, sizeof b, 5003), -1);  // still 3 s after the last type 1
+    EXPECT_EQ(CommCheck89(t2, 1, 5010), -1);
+    EXPECT_EQ(CommCheck89(t3, 1, 5010), -1);
+}
+
+TEST(AutoConfTest, OutOfRangeNumbersDoNotWrapIntoRange) {
+    // 2^32 + 1000 and 2^32 + 1440 would become 1000 and 1440 if cut to 32 bits.
+    Bytes p = ConfPayload(0,
+                          "{\"referNum\":4294968296,\"serverDiff\":-4294967306,"
+                          "\"interval2\":4294968736,\"interval3\":1e300}");
+    Comm_get_88Conf(p.data(), p.size());
+    EXPECT_EQ(referNum.load(), 2147483647);
+    EXPECT_EQ(serverErr.load(), -2147483647 - 1);
+    EXPECT_EQ(intervalFlag2.load(), 2147483647);
+    EXPECT_EQ(intervalFlag3.load(), 2147483647);
+    LogCapture log;
+    std::string wrapped = "{\"timestamp\":" + std::to_string(NowSec()) +
+                          ",\"referNum\":1000,\"interval2\":4294968736,\"interval3\":0}";
+    EXPECT_EQ(ComF_set_auto_report(wrapped.c_str(), wrapped.size()), 1u);  // no companion
+    EXPECT_EQ(intervalFlag2.load(), 2147483647);
+    std::string hugeRefer = "{\"referNum\":4294968296,\"interval2\":0,\"interval3\":0}";
+    EXPECT_EQ(ComF_set_auto_report(hugeRefer.c_str(), hugeRefer.size()), 1u);
+    EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
 }
 
 TEST(AutoConfTest, CalibrationGuards) {

@@ -141,6 +141,15 @@ TEST_F(RequestTest, PluginStateAndAutoReportConfiguration) {
     EXPECT_EQ(referNum.load(), 2000);
     EXPECT_EQ(intervalFlag3.load(), 30);
     EXPECT_TRUE(log.Contains("DEBUG: get auto report config info success."));
+    // The 997 answer leaves rxData alone: the status of the last data response is returned.
+    const uint8_t failed[] = {6};
+    CommFuncRecv(failed, 1);
+    log.Clear();
+    sent = Exchange([&] { ret = ComF_get_autoreport_conf(); }, 15, Answer(997, answer));
+    EXPECT_EQ(sent, QueryFrame(997, 3));
+    EXPECT_EQ(ret, 6u);
+    EXPECT_EQ(referNum.load(), 2000);
+    EXPECT_TRUE(log.Contains("DEBUG: get auto report config info success."));
 }
 
 TEST_F(RequestTest, SetAutoReportSendsTheTextWithItsTimes) {

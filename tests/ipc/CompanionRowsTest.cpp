@@ -122,11 +122,16 @@ TEST_F(RowsTest, AutoReportRowAndShortRequests) {
     // Parameters missing from the request are refused before anything is sent.
     EXPECT_EQ(Run(Fn72SetMeshSwitch, Request(72, {}), 0, {}),
               (Bytes{0x12, 0x34, 0x48, 0x00, 0x01, 0x00}));
+    EXPECT_TRUE(log.Contains("ERROR: function 72 parameters too short! len=10"));
     EXPECT_EQ(Run(Fn88SetAutoReport, Request(88, {50, 0, '{'}), 0, {}),
               (Bytes{0x12, 0x34, 0x58, 0x00, 0x01, 0x00}));
+    EXPECT_TRUE(log.Contains("ERROR: function 88 parameters too short! len=13"));
     EXPECT_EQ(Run(Fn82SetWanCfg, Request(82, Bytes(100, 0)), 0, {}),
               (Bytes{0x12, 0x34, 0x52, 0x00, 0x01, 0x00}));
-    EXPECT_TRUE(log.Contains("ERROR: request too short! len=10"));
+    EXPECT_TRUE(log.Contains("ERROR: function 82 parameters too short! len=110"));
+    EXPECT_EQ(Run(Fn76SetMeshRoamingThreshold, Request(76, {1}), 0, {}),
+              (Bytes{0x12, 0x34, 0x4C, 0x00, 0x01, 0x00}));
+    EXPECT_TRUE(log.Contains("ERROR: function 76 parameters too short! len=11"));
 }
 
 TEST_F(RowsTest, NoCompanionAnswersCodeOne) {
