@@ -59,6 +59,10 @@ constexpr size_t kMaxUploadLen = 8100;     // SendIpUpData / SendReplyData data 
 constexpr size_t kRecvQueueSize = 204800;  // mData
 constexpr size_t kRecvChunk = 1500;        // one recv of the receive thread
 constexpr size_t kOptBufSize = 1024;       // RespProc option buffer
+// RespProc data buffer: the largest data block accepted from the platform. Frames the agent
+// sends are at most 8192 bytes in all, and the platform's are no larger; a frame whose DataLen
+// exceeds this is dropped whole (logged) and the session goes on.
+constexpr size_t kRespDataBufSize = 8192;
 constexpr size_t kSockSndBuf = 16384;
 constexpr long kRecvSelectMs = 500;
 constexpr int kMaxSelectErrors = 4;

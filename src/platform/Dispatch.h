@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/Frame.h"
+
 // A function call (message type 20): `req` holds `reqLen` received bytes of the call body
 // (request tag, function ID, ..., parameters from byte 10); the answer goes into `ans`
 // (8192 zeroed bytes) and its length into *ansLen (0: no answer frame). Returns 0 when handled,
@@ -17,3 +19,8 @@ using PlugDataHandler = int (*)(uint8_t dataType, const char* data, size_t len);
 // answered as unknown function IDs and plug-in data as unknown data types.
 void SetFunctionCallHandler(FunctionCallHandler handler);
 void SetPlugDataHandler(PlugDataHandler handler);
+
+// Handles one frame taken from the receive queue, on the response thread: `opt` holds OptLen
+// bytes, `data` DataLen bytes (the ciphertext), `first16` the first two data bytes as pop left
+// them (0 before any data block). Always 0.
+int CBHandle(const FrameHeader& h, const uint8_t* opt, const uint8_t* data, int16_t first16);

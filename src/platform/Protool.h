@@ -36,3 +36,10 @@ int SendReplyData(uint16_t code, const uint8_t* data, size_t len, uint8_t dataTy
 // The router MAC used in frames (set at registration).
 void GetRouteMac(uint8_t mac[6]);
 void SetRouteMac(const uint8_t mac[6]);
+
+// Session frames. RegistSendMsg ends the process when PIN or KEY is empty. LoginServer returns
+// -1 at once while logged in. 0 or -1.
+int RegistSendMsg();
+int LoginServer();
+// Heartbeat: the current time in seconds as the option block, no data block.
+int SendHeartbeat();

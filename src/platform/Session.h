@@ -23,3 +23,24 @@ int LoginStart();
 int ReLogin();
 int HeartbeatStart();
 void DeleteHeartbear();
+
+// Session state, written by the frame handler (response thread) and read by the supervision
+// loop and the session threads. The texts are written before the flag that announces them
+// (mRegist) is set, and read after it was seen: the atomic store/load orders them.
+extern std::atomic<int> mRegist;                // 1 once a register answer was accepted
+extern std::atomic<int> beepAck;                // 1 when a frame arrived since the last heartbeat
+extern std::atomic<int> mHeartTime;             // seconds of the last heartbeat answer; 0 none yet
+extern std::atomic<int> mHeartInterval;         // heartbeat period in seconds (16-bit signed)
+extern std::atomic<int> mLoginPort;             // login port from the register answer
+extern char mLoginServer[limits::kIpTextSize];  // "%d.%d.%d.%d" from the register answer
+extern uint8_t mLoginTocken[32];
+extern uint8_t mLoginPluginId[32];
+
+// mRegist, mLogin, mQuitPro, mHeartTime, beepAck to 0, mHeartInterval to 50, login server,
+// token and plug-in id cleared.
+void ResetProtoolState();
+// Wakes the session waits after mRegist, mLogin or mQuitPro changed.
+void SessionWake();
+
+// Asks the platform for the rules of this router (DataType 13, frame type 17). 0 or -1.
+int RulesRequest();

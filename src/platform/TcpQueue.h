@@ -1,0 +1,53 @@
+// The receive queue between the socket and the frame handler: bytes in (push), one complete
+// frame out (pop). Pure over its own buffer, so it is driven from tests without a socket.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "core/Limits.h"
+#include "platform/Frame.h"
+
+// One frame as pop hands it to the response thread. The buffers bound what is copied: OptLen
+// is at most 255 and DataLen is checked against the data buffer before any copy.
+struct QueuedFrame {
+    FrameHeader header;
+    uint8_t opt[limits::kOptBufSize];
+    uint8_t data[limits::kRespDataBufSize];
+};
+
+class RecvQueue {
+public:
+    RecvQueue();
+    // Appends `count` bytes: 0, or -1 (DEBUG "over flow") when they do not fit; nothing is kept
+    // then. Wakes a waiting reader.
+    int push(const uint8_t* bytes, size_t count);
+    // Takes out the first complete frame after the first magic, with any bytes before it.
+    //  0: a frame in *out; *first16 receives the data block's first two bytes (little-endian,
+    //     signed) when it has a data block, and is left alone otherwise.
+    // -1: no complete frame yet (or no magic); the bytes stay.
+    // -2: a complete frame whose data block is larger than the data buffer: removed, logged.
+    int pop(QueuedFrame* out, int16_t* first16);
+    // Empties the queue (mOffset back to 0).
+    void Reset();
+    size_t Held();
+    // Waits up to `ms` (clock seam) until bytes were pushed since the last pop, or stop() holds.
+    void WaitForPush(int64_t ms, const std::atomic<int>& run);
+    // Wakes WaitForPush so it re-reads its run flag.
+    void Wake();
+
+private:
+    std::mutex mu_;
+    std::condition_variable cv_;
+    std::unique_ptr<uint8_t[]> mData;
+    size_t mOffset = 0;
+    uint64_t pushes_ = 0;  // counts pushes, so a push between pop and wait is never missed
+    uint64_t seen_ = 0;
+};
+
+// The one receive queue of the platform connection.
+RecvQueue& GetRecvQueue();

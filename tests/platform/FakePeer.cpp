@@ -1,0 +1,95 @@
+#include "FakePeer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace testplatform {
+
+FakePeer::FakePeer() {
+    listenFd_ = socket(AF_INET, SOCK_STREAM, 0);
+    int one = 1;
+    setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    struct sockaddr_in sa;
+    memset(&sa, 0, sizeof sa);
+    sa.sin_family = AF_INET;
+    sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (bind(listenFd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0 ||
+        listen(listenFd_, 4) != 0)
+        abort();
+    socklen_t len = sizeof sa;
+    getsockname(listenFd_, reinterpret_cast<sockaddr*>(&sa), &len);
+    port_ = ntohs(sa.sin_port);
+}
+
+FakePeer::~FakePeer() {
+    CloseConn();
+    CloseListener();
+}
+
+bool FakePeer::Accept(int timeoutMs) {
+    struct pollfd p = {listenFd_, POLLIN, 0};
+    if (poll(&p, 1, timeoutMs) != 1) return false;
+    CloseConn();
+    pending_.clear();
+    connFd_ = accept(listenFd_, nullptr, nullptr);
+    return connFd_ >= 0;
+}
+
+Bytes FakePeer::ReadRaw(int timeoutMs) {
+    for (;;) {
+        if (pending_.size() >= kFrameHeaderLen) {
+            FrameHeader h;
+            if (ParseFrameHeader(pending_.data(), pending_.size(), &h) != 0) abort();
+            size_t total = kFrameHeaderLen + h.optLen + h.dataLen;
+            if (pending_.size() >= total) {
+                Bytes frame(pending_.begin(), pending_.begin() + static_cast<long>(total));
+                pending_.erase(pending_.begin(), pending_.begin() + static_cast<long>(total));
+                return frame;
+            }
+        }
+        struct pollfd p = {connFd_, POLLIN, 0};
+        if (connFd_ < 0 || poll(&p, 1, timeoutMs) != 1) return {};
+        uint8_t buf[4096];
+        ssize_t n = recv(connFd_, buf, sizeof buf, 0);
+        if (n <= 0) return {};
+        pending_.insert(pending_.end(), buf, buf + n);
+    }
+}
+
+bool FakePeer::Read(const char* key, DecodedFrame* f, int timeoutMs) {
+    Bytes raw = ReadRaw(timeoutMs);
+    if (raw.empty()) return false;
+    return DecodeFrame(key, raw.data(), raw.size(), f) == static_cast<long>(raw.size());
+}
+
+bool FakePeer::Send(const Bytes& bytes) {
+    return connFd_ >= 0 && send(connFd_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+                               static_cast<ssize_t>(bytes.size());
+}
+
+void FakePeer::CloseConn() {
+    if (connFd_ >= 0) close(connFd_);
+    connFd_ = -1;
+}
+
+void FakePeer::CloseListener() {
+    if (listenFd_ >= 0) close(listenFd_);
+    listenFd_ = -1;
+}
+
+Bytes MakeFrame(const char* key, uint8_t msgType, const Bytes& opt, const Bytes& plain,
+                uint8_t reqFlag) {
+    Bytes out;
+    if (BuildFrame(key, msgType, reqFlag, opt.data(), opt.size(), plain.data(), plain.size(),
+                   &out) != 0)
+        abort();
+    return out;
+}
+
+}  // namespace testplatform

@@ -1,0 +1,260 @@
+// The connection (ServerInit, ServerRecv, RespProc, DeleteServer) and the senders, against a
+// fake platform peer on loopback.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "LinkFixture.h"
+#include "core/ByteOrder.h"
+#include "core/Limits.h"
+#include "platform/TcpQueue.h"
+
+namespace {
+
+using namespace testplatform;
+using testsupport::WaitUntil;
+
+// "Now" pinned to one second for the heartbeat's time field; the rest runs like ScaledClock.
+class PinnedNowClock : public ScaledClock {
+public:
+    PinnedNowClock(double scale, int64_t nowMs) : ScaledClock(scale), nowMs_(nowMs) {}
+    int64_t NowMs() override { return nowMs_; }
+
+private:
+    int64_t nowMs_;
+};
+
+using Link = LinkFixture;
+
+TEST_F(Link, ConnectRefusedLogsSocketInitError) {
+    int port = peer.port();
+    peer.CloseListener();
+    EXPECT_EQ(-1, ServerInit("127.0.0.1", port));
+    EXPECT_TRUE(log.Contains("connect failed!......"));
+    EXPECT_TRUE(log.Contains("SocketInit error"));
+    EXPECT_EQ(-1, ServerInit("127.0.0.1", port));  // the run flag stays until the reset
+    EXPECT_TRUE(log.Contains("Client running."));
+    DeleteServer();
+}
+
+TEST_F(Link, SecondServerInitWhileRunningIsRefused) {
+    Connect();
+    EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
+    EXPECT_TRUE(log.Contains("Client running."));
+    EXPECT_TRUE(log.Contains("connected."));
+}
+
+TEST_F(Link, SendFrameBounds) {
+    uint8_t buf[limits::kFrameBufSize + 1] = {0};
+    EXPECT_EQ(-1, SendFrame(buf, 1));  // not connected
+    Connect();
+    EXPECT_EQ(-1, SendFrame(buf, limits::kFrameBufSize + 1));
+    EXPECT_EQ(-1, SendFrame(buf, 0));
+    EXPECT_EQ(-1, SendFrame(nullptr, 5));
+    buf[0] = 0xCC;
+    buf[1] = 0xDD;
+    buf[2] = 0x01;
+    buf[3] = 0x00;
+    buf[4] = 0x00;
+    buf[5] = static_cast<uint8_t>((limits::kFrameBufSize - 7) & 0xFF);
+    buf[6] = static_cast<uint8_t>((limits::kFrameBufSize - 7) >> 8);
+    EXPECT_EQ(0, SendFrame(buf, limits::kFrameBufSize));
+    EXPECT_EQ(limits::kFrameBufSize, peer.ReadRaw().size());
+}
+
+TEST_F(Link, HeartbeatAtTime01020304) {
+    PinnedNowClock pinned(kTimeScale, 0x01020304LL * 1000);
+    Connect();
+    SetClock(&pinned);
+    int r = SendHeartbeat();
+    SetClock(&clock);
+    ASSERT_EQ(0, r);
+    const Bytes want = {0xCC, 0xDD, 0x21, 0x04, 0x0A, 0x00, 0x00, 0x04, 0x03, 0x02, 0x01};
+    EXPECT_EQ(want, peer.ReadRaw());
+}
+
+TEST_F(Link, EmptyReplyWithCode11) {
+    Connect();
+    ASSERT_EQ(0, SendReplyData(11, nullptr, 0, 5, 0, nullptr));
+    const Bytes want = {0xCC, 0xDD, 0x19, 0x02, 0x0B, 0x00, 0x00, 0x0B, 0x00};
+    EXPECT_EQ(want, peer.ReadRaw());
+}
+
+TEST_F(Link, UploadRules) {
+    Connect();
+    const uint8_t data[8101] = {1};
+    EXPECT_EQ(-1, SendIpUpData(data, 0, 3, 0, nullptr));
+    EXPECT_EQ(-1, SendIpUpData(data, 8101, 3, 0, nullptr));
+    EXPECT_EQ(-1, SendReplyData(0, data, 8101, 3, 0, nullptr));
+    mLogin = 0;
+    EXPECT_EQ(-1, SendIpUpData(data, 1, 3, 0, nullptr));
+    EXPECT_EQ(-1, SendReplyData(0, nullptr, 0, 3, 0, nullptr));
+    mLogin = 1;
+    // Nothing was sent by the refused calls: the first frame the peer sees is this one.
+    ASSERT_EQ(0, SendIpUpData(data, 8100, 3, 0, nullptr));
+    DecodedFrame f;
+    ASSERT_TRUE(peer.Read(kKey, &f));
+    EXPECT_EQ(17, f.header.msgType);
+    EXPECT_EQ(1, f.header.reqFlag);
+    EXPECT_EQ(0, f.header.optLen);
+    EXPECT_EQ(8112, f.header.dataLen);  // 5 + 8100 bytes padded
+    ASSERT_TRUE(f.checksumOk);
+    ASSERT_EQ(8105u, f.body.size());
+    EXPECT_EQ((Bytes{0, 0, 3, 0xA4, 0x1F, 1, 0}), Bytes(f.body.begin(), f.body.begin() + 7));
+    EXPECT_TRUE(log.Contains("Send MsgType=[17] DataType=[3] "));
+}
+
+TEST_F(Link, UploadWithMacLayout) {
+    Connect();
+    const uint8_t mac[6] = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5};
+    ASSERT_EQ(0, SendIpUpData(reinterpret_cast<const uint8_t*>("xyz"), 3, 39, 1, mac));
+    Bytes raw = peer.ReadRaw();
+    ASSERT_EQ(7u + 16, raw.size());  // 14-byte body padded to 16
+    EXPECT_EQ(0x33, raw[2]);         // type 19 with the request flag
+    DecodedFrame f;
+    ASSERT_EQ(static_cast<long>(raw.size()), DecodeFrame(kKey, raw.data(), raw.size(), &f));
+    EXPECT_TRUE(f.checksumOk);
+    const Bytes body = {0, 0, 39, 0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 3, 0, 'x', 'y', 'z'};
+    EXPECT_EQ(body, f.body);
+    EXPECT_EQ(16, f.header.dataLen);
+    EXPECT_TRUE(log.Contains("m23\033[0m"));  // the frame length, logged for type 19
+}
+
+TEST_F(Link, ReplyWithDataAndMacLayout) {
+    Connect();
+    ASSERT_EQ(0, SendReplyData(0x0102, reinterpret_cast<const uint8_t*>("ok"), 2, 7, 1, kMac));
+    Bytes raw = peer.ReadRaw();
+    ASSERT_GE(raw.size(), 9u);
+    EXPECT_EQ((Bytes{0xCC, 0xDD, 0x1A, 0x02}), Bytes(raw.begin(), raw.begin() + 4));
+    EXPECT_EQ((Bytes{0x10, 0x00, 0x02, 0x01}), Bytes(raw.begin() + 5, raw.begin() + 9));
+    DecodedFrame f;
+    ASSERT_EQ(static_cast<long>(raw.size()), DecodeFrame(kKey, raw.data(), raw.size(), &f));
+    EXPECT_TRUE(f.checksumOk);
+    EXPECT_EQ((Bytes{0, 0, 7, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 2, 0, 'o', 'k'}), f.body);
+}
+
+// PIN "12345678", SN "AB", MAC 00 11 22 33 44 55: header CC DD 29 0F 58 30 00 (checksum worked
+// out by hand: 0x30 + 420 + 388 = 0x358).
+TEST_F(Link, RegisterFrameLayout) {
+    Connect(false);
+    ASSERT_EQ(0, RegistSendMsg());
+    Bytes raw = peer.ReadRaw();
+    ASSERT_EQ(7u + 15 + 48, raw.size());
+    const Bytes head = {0xCC, 0xDD, 0x29, 0x0F, 0x58, 0x30, 0x00, 0x00, 0x00, 0x00, '1',
+                        '2',  '3',  '4',  '5',  '6',  '7',  '8',  0x00, 0x00, 0x00, 0x00};
+    EXPECT_EQ(head, Bytes(raw.begin(), raw.begin() + 22));
+    DecodedFrame f;
+    ASSERT_EQ(static_cast<long>(raw.size()), DecodeFrame(kKey, raw.data(), raw.size(), &f));
+    Bytes body = {0, 0, 2, 'A', 'B', 0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+    body.resize(43, 0);
+    EXPECT_EQ(body, f.body);
+    EXPECT_TRUE(log.Contains("aes_crypt_ecb encode: ----len 48---"));
+}
+
+// Token of 32 bytes 0x01: option = PIN (12) + token; body 19 zeros, 2 0 0 7, 1, 0x36.
+// Checksum by hand: 0x20 + 420 + 32 + (2 + 7 + 1 + 0x36) = 548 = 0x224 -> 0x24.
+TEST_F(Link, LoginFrameLayout) {
+    Connect(false);
+    memset(mLoginTocken, 0x01, sizeof mLoginTocken);
+    ASSERT_EQ(0, LoginServer());
+    Bytes raw = peer.ReadRaw();
+    ASSERT_EQ(7u + 44 + 32, raw.size());
+    EXPECT_EQ((Bytes{0xCC, 0xDD, 0x2A, 0x2C, 0x24, 0x20, 0x00}),
+              Bytes(raw.begin(), raw.begin() + 7));
+    Bytes opt = {'1', '2', '3', '4', '5', '6', '7', '8', 0, 0, 0, 0};
+    opt.resize(44, 0x01);
+    EXPECT_EQ(opt, Bytes(raw.begin() + 7, raw.begin() + 51));
+    DecodedFrame f;
+    ASSERT_EQ(static_cast<long>(raw.size()), DecodeFrame(kKey, raw.data(), raw.size(), &f));
+    Bytes body(19, 0);
+    body.insert(body.end(), {2, 0, 0, 7, 1, 0x36});
+    EXPECT_EQ(body, f.body);
+    EXPECT_TRUE(log.Contains("LoginServer command -----12345678-----plugkey "));
+    mLogin = 1;
+    EXPECT_EQ(-1, LoginServer());
+}
+
+TEST_F(Link, SplitFrameIsHandledOnceComplete) {
+    Connect();
+    Bytes ack = {0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00};
+    ASSERT_TRUE(peer.Send(Bytes(ack.begin(), ack.begin() + 3)));
+    ASSERT_TRUE(WaitUntil([] { return GetRecvQueue().Held() == 3; }));
+    EXPECT_EQ(0, mHeartTime.load());
+    ASSERT_TRUE(peer.Send(Bytes(ack.begin() + 3, ack.end())));
+    ASSERT_TRUE(WaitUntil([] { return mHeartTime.load() != 0; }));
+    EXPECT_EQ(1, beepAck.load());
+    EXPECT_TRUE(log.Contains("heart beat ack"));
+}
+
+TEST_F(Link, FramesAreHandledWithoutPauseInArrivalOrder) {
+    Connect();
+    // 50 checksum-broken plug-in data frames in one write, each answered with code 11 and
+    // its own DataType: the answers come back in order.
+    Bytes all;
+    for (int i = 0; i < 50; ++i) {
+        Bytes f = MakeFrame(kKey, 18, {}, PlugBody(static_cast<uint8_t>(i), 0, {}));
+        f[4] ^= 0xFF;
+        all.insert(all.end(), f.begin(), f.end());
+    }
+    auto t0 = std::chrono::steady_clock::now();
+    ASSERT_TRUE(peer.Send(all));
+    for (int i = 0; i < 50; ++i) {
+        Bytes raw = peer.ReadRaw();
+        ASSERT_EQ(9u, raw.size()) << i;
+        EXPECT_EQ(0x0B, raw[7]);
+    }
+    auto real = std::chrono::steady_clock::now() - t0;
+    // Real time, not scaled: 50 frames with a 10-ms pause each would take 500 ms.
+    EXPECT_LT(real, std::chrono::milliseconds(2000));
+    EXPECT_EQ(50u, log.Count("Recv MsgType=[18]"));
+}
+
+TEST_F(Link, OversizeFrameIsDroppedAndTheSessionGoesOn) {
+    Connect();
+    size_t dataLen = limits::kRespDataBufSize + 16;
+    Bytes big = {0xCC,
+                 0xDD,
+                 0x14,
+                 0x00,
+                 0x00,
+                 static_cast<uint8_t>(dataLen & 0xFF),
+                 static_cast<uint8_t>(dataLen >> 8)};
+    big.resize(big.size() + dataLen, 0x5A);
+    big.insert(big.end(), {0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00});
+    ASSERT_TRUE(peer.Send(big));
+    ASSERT_TRUE(WaitUntil([] { return mHeartTime.load() != 0; }));
+    EXPECT_TRUE(log.Contains("frame dropped: datalen 8208 exceeds the 8192-byte data buffer"));
+    EXPECT_EQ(0, mQuitPro.load());
+}
+
+TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
+    Connect();
+    peer.CloseConn();
+    ASSERT_TRUE(WaitUntil([] { return mQuitPro.load() == 1; }));
+    EXPECT_TRUE(log.Contains("Close link."));
+    EXPECT_EQ(0, mLogin.load());
+    EXPECT_EQ("103\n", Status());
+    EXPECT_EQ(-1, SendReplyData(0, nullptr, 0, 1, 0, nullptr));  // socket gone
+    DeleteServer();
+}
+
+TEST_F(Link, DeleteServerStopsBothThreadsAndAllowsANewConnection) {
+    Connect();
+    DeleteServer();
+    EXPECT_EQ(-1, SendHeartbeat());
+    EXPECT_TRUE(log.Contains("mTcpConnectServer->sendData error"));
+    FakePeer second;
+    ASSERT_EQ(0, ServerInit("127.0.0.1", second.port()));
+    ASSERT_TRUE(second.Accept());
+    EXPECT_EQ(0, SendHeartbeat());
+    EXPECT_EQ(11u, second.ReadRaw().size());
+}
+
+TEST_F(Link, ResetRecvQueueEmptiesIt) {
+    const uint8_t junk[3] = {1, 2, 3};
+    ASSERT_EQ(0, GetRecvQueue().push(junk, 3));
+    ResetRecvQueue();
+    EXPECT_EQ(0u, GetRecvQueue().Held());
+}
+
+}  // namespace

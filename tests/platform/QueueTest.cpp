@@ -1,0 +1,162 @@
+// Cutting frames out of the receive queue, without a socket.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "TestSupport.h"
+#include "platform/TcpQueue.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// Hand-made frames: heartbeat answer (type 2, nothing else) and a frame with a 2-byte option
+// and a 16-byte data block whose first bytes are 0x34 0x12.
+const Bytes kAck = {0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00};
+Bytes DataFrame(uint8_t first = 0x34, uint8_t second = 0x12) {
+    Bytes f = {0xCC, 0xDD, 0x14, 0x02, 0x55, 0x10, 0x00, 0xAA, 0xBB};
+    Bytes data(16, 0x77);
+    data[0] = first;
+    data[1] = second;
+    f.insert(f.end(), data.begin(), data.end());
+    return f;
+}
+
+struct QueueTest : ::testing::Test {
+    RecvQueue q;
+    std::unique_ptr<QueuedFrame> f{new QueuedFrame};
+    int16_t first16 = 0;
+    int Push(const Bytes& b) { return q.push(b.data(), b.size()); }
+    int Pop() { return q.pop(f.get(), &first16); }
+};
+
+TEST_F(QueueTest, FrameSplitOverPushesIsTakenOnceItsLastByteArrived) {
+    Bytes fr = DataFrame();
+    for (size_t i = 0; i + 1 < fr.size(); ++i) {
+        ASSERT_EQ(0, q.push(&fr[i], 1));
+        EXPECT_EQ(-1, Pop()) << i;
+    }
+    ASSERT_EQ(0, q.push(&fr.back(), 1));
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(20, f->header.msgType);
+    EXPECT_EQ(2, f->header.optLen);
+    EXPECT_EQ(0x55, f->header.checksum);
+    EXPECT_EQ(16, f->header.dataLen);
+    EXPECT_EQ(0xAA, f->opt[0]);
+    EXPECT_EQ(0xBB, f->opt[1]);
+    EXPECT_EQ(0x1234, first16);
+    EXPECT_EQ(0x77, f->data[15]);
+    EXPECT_EQ(0u, q.Held());
+}
+
+TEST_F(QueueTest, TwoFramesInOnePushComeOutInTwoPops) {
+    Bytes both = DataFrame();
+    both.insert(both.end(), kAck.begin(), kAck.end());
+    ASSERT_EQ(0, Push(both));
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(20, f->header.msgType);
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(2, f->header.msgType);
+    EXPECT_EQ(-1, Pop());
+}
+
+TEST_F(QueueTest, JunkBeforeMagicGoesWithTheNextCompleteFrame) {
+    Bytes junk = {0x01, 0xDD, 0xCC, 0x02, 0xCC};
+    ASSERT_EQ(0, Push(junk));
+    EXPECT_EQ(-1, Pop());
+    EXPECT_EQ(5u, q.Held());  // no magic: the bytes stay
+    ASSERT_EQ(0, Push(kAck));
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(2, f->header.msgType);
+    EXPECT_EQ(0u, q.Held());
+}
+
+TEST_F(QueueTest, MagicInTheLastTwoBytesIsNotSearched) {
+    ASSERT_EQ(0, Push({0x00, 0x00, 0xCC, 0xDD}));
+    EXPECT_EQ(-1, Pop());
+    EXPECT_EQ(4u, q.Held());
+}
+
+TEST_F(QueueTest, FewerThanFourBytesOrAShortHeaderIsNoFrame) {
+    ASSERT_EQ(0, Push({0xCC, 0xDD, 0x02}));
+    EXPECT_EQ(-1, Pop());
+    ASSERT_EQ(0, Push({0x00, 0x00, 0x00}));
+    EXPECT_EQ(-1, Pop());
+    ASSERT_EQ(0, Push({0x00}));
+    EXPECT_EQ(0, Pop());
+}
+
+TEST_F(QueueTest, First16IsLeftAloneForAFrameWithoutDataBlock) {
+    first16 = 0;
+    ASSERT_EQ(0, Push(DataFrame(0xFF, 0xFF)));
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(-1, first16);
+    ASSERT_EQ(0, Push(kAck));
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(-1, first16);
+}
+
+TEST_F(QueueTest, OverflowDropsTheNewestBytes) {
+    testsupport::LogCapture log;
+    Bytes big(limits::kRecvQueueSize, 0x00);
+    ASSERT_EQ(0, Push(big));
+    EXPECT_EQ(-1, q.push(big.data(), 1));
+    EXPECT_TRUE(log.Contains("over flow"));
+    EXPECT_EQ(limits::kRecvQueueSize, q.Held());
+    q.Reset();
+    EXPECT_EQ(0u, q.Held());
+    EXPECT_EQ(0, Push(kAck));
+}
+
+TEST_F(QueueTest, DataBlockLargerThanTheBufferIsDroppedWholeAndTheNextFrameComes) {
+    testsupport::LogCapture log;
+    size_t dataLen = limits::kRespDataBufSize + 1;
+    Bytes big = {0xCC,
+                 0xDD,
+                 0x14,
+                 0x00,
+                 0x00,
+                 static_cast<uint8_t>(dataLen & 0xFF),
+                 static_cast<uint8_t>(dataLen >> 8)};
+    big.resize(big.size() + dataLen, 0xCC);  // full of magic bytes, to tempt a resync
+    ASSERT_EQ(0, Push(big));
+    ASSERT_EQ(0, Push(kAck));
+    EXPECT_EQ(-2, Pop());
+    EXPECT_TRUE(log.Contains("exceeds the 8192-byte data buffer"));
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(2, f->header.msgType);
+}
+
+TEST_F(QueueTest, LargestAcceptedDataBlockIsCopiedWhole) {
+    size_t dataLen = limits::kRespDataBufSize;
+    Bytes fr = {0xCC,
+                0xDD,
+                0x14,
+                0xFF,
+                0x00,
+                static_cast<uint8_t>(dataLen & 0xFF),
+                static_cast<uint8_t>(dataLen >> 8)};
+    fr.resize(fr.size() + 255, 0x11);
+    fr.resize(fr.size() + dataLen, 0x22);
+    ASSERT_EQ(0, Push(fr));
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(255, f->header.optLen);
+    EXPECT_EQ(0x11, f->opt[254]);
+    EXPECT_EQ(0x22, f->data[dataLen - 1]);
+}
+
+TEST_F(QueueTest, WaitForPushReturnsAtOnceWhenBytesArrivedSinceThePop) {
+    std::atomic<int> run{1};
+    EXPECT_EQ(-1, Pop());
+    ASSERT_EQ(0, Push(kAck));
+    auto t0 = std::chrono::steady_clock::now();
+    q.WaitForPush(60000, run);
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(5));
+    run = 0;
+    EXPECT_EQ(0, Pop());
+    q.WaitForPush(60000, run);  // stopped: no wait either
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(10));
+}
+
+}  // namespace

@@ -1,0 +1,223 @@
+// Registration, login, heartbeat and their waits, against fake registration and login servers
+// on loopback, with time accelerated.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "LinkFixture.h"
+#include "core/ByteOrder.h"
+
+namespace {
+
+using namespace testplatform;
+using testsupport::WaitUntil;
+
+using Session = LinkFixture;
+
+// A peer thread that is joined whatever way the test leaves.
+struct Joined {
+    template <typename F>
+    explicit Joined(F f) : t(f) {}
+    ~Joined() {
+        if (t.joinable()) t.join();
+    }
+    void join() { t.join(); }
+    std::thread t;
+};
+
+Bytes RegisterAnswer(int loginPort) {
+    Bytes reg(72, 0);
+    memset(&reg[2], 0x42, 32);  // token
+    reg[34] = 127;
+    reg[35] = 0;
+    reg[36] = 0;
+    reg[37] = 1;
+    reg[38] = static_cast<uint8_t>(loginPort);
+    reg[39] = static_cast<uint8_t>(loginPort >> 8);
+    memset(&reg[40], 0x24, 32);  // plug-in id
+    return reg;
+}
+
+// What the fake platform saw, checked on the test thread after it ended.
+struct Seen {
+    int registerType = -1;
+    Bytes registerBody;
+    int loginType = -1;
+    Bytes loginOpt;
+    int rulesType = -1;
+    Bytes rulesBody;
+    int heartbeatType = -1;
+};
+
+TEST_F(Session, RegisterLoginHeartbeatAgainstFakeServers) {
+    FakePeer login;
+    Seen seen;
+    regist_port = peer.port();
+    Joined platform([&] {
+        DecodedFrame f;
+        if (!peer.Accept() || !peer.Read(kKey, &f)) return;
+        seen.registerType = f.header.msgType;
+        seen.registerBody = f.body;
+        peer.Send(MakeFrame(kKey, 11, {0, 0}, RegisterAnswer(login.port())));
+        if (!login.Accept() || !login.Read(kKey, &f)) return;
+        seen.loginType = f.header.msgType;
+        seen.loginOpt = f.opt;
+        login.Send(MakeFrame(kKey, 11, {0, 0}, {0, 0, 30, 0}));
+        if (!login.Read(kKey, &f)) return;
+        seen.rulesType = f.header.msgType;
+        seen.rulesBody = f.body;
+        if (!login.Read(kKey, &f)) return;
+        seen.heartbeatType = f.header.msgType;
+    });
+    int reg = RegisterStart("127.0.0.1");
+    int in = reg == 0 ? LoginStart() : -1;
+    int hb = in == 0 ? HeartbeatStart() : -1;
+    platform.join();
+    ASSERT_EQ(0, reg);
+    EXPECT_EQ(0, in);
+    EXPECT_EQ(0, hb);
+    EXPECT_EQ(9, seen.registerType);
+    EXPECT_EQ(43u, seen.registerBody.size());
+    EXPECT_STREQ("127.0.0.1", mLoginServer);
+    EXPECT_EQ(login.port(), mLoginPort.load());
+    EXPECT_TRUE(log.Contains("Register server1 success."));
+    EXPECT_TRUE(log.Contains("quit regist,start login 127.0.0.1:" + std::to_string(login.port())));
+    EXPECT_EQ(10, seen.loginType);
+    ASSERT_EQ(44u, seen.loginOpt.size());
+    EXPECT_EQ(Bytes(32, 0x42), Bytes(seen.loginOpt.begin() + 12, seen.loginOpt.end()));
+    EXPECT_TRUE(log.Contains("Login done"));
+    EXPECT_EQ(1, mLogin.load());
+    EXPECT_EQ(30, mHeartInterval.load());
+    EXPECT_EQ(17, seen.rulesType);
+    std::string json = "{\"MAC\":\"001122334455\"}";
+    Bytes rules = {0, 0, 13, static_cast<uint8_t>(json.size()), 0};
+    rules.insert(rules.end(), json.begin(), json.end());
+    EXPECT_EQ(rules, seen.rulesBody);
+    EXPECT_TRUE(log.Contains("Send to platform: \n" + json));
+    EXPECT_EQ(1, seen.heartbeatType);
+    EXPECT_EQ("003\n", Status());
+    DeleteHeartbear();
+    EXPECT_EQ(1, mQuitPro.load());
+}
+
+TEST_F(Session, RegisterWithoutAnswerFailsAfterTenSecondsAndCloses) {
+    regist_port = peer.port();
+    Joined platform([&] {
+        DecodedFrame f;
+        if (peer.Accept()) peer.Read(kKey, &f);
+    });
+    int64_t t0 = NowMs();
+    EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
+    int64_t waited = NowMs() - t0;
+    platform.join();
+    EXPECT_GE(waited, 10000);
+    EXPECT_LT(waited, 10000 + 6000);  // the wait, DeleteServer's 1 s and slack
+    EXPECT_TRUE(log.Contains("Register failed."));
+    EXPECT_EQ("101\n", Status());
+    EXPECT_TRUE(peer.ReadRaw(2000).empty());  // the agent closed the connection
+}
+
+TEST_F(Session, RegisterRefusedConnectionFailsWithoutStatus) {
+    int port = peer.port();
+    peer.CloseListener();
+    regist_port = port;
+    EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
+    EXPECT_TRUE(log.Contains("SocketInit error"));
+    EXPECT_EQ("", Status());
+}
+
+TEST_F(Session, RegisterAskesTheSdkForMacAndSerialOnce) {
+    memset(l_mac, 0, sizeof l_mac);
+    memset(gSN, 0, sizeof gSN);
+    peer.CloseListener();
+    regist_port = 1;  // nothing listens: only the identity part runs
+    EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
+    EXPECT_TRUE(log.Contains("ROUTER MAC: "));
+    EXPECT_TRUE(log.Contains("SN: HR4G22120700318 LEN: 15"));
+    EXPECT_STREQ("HR4G22120700318", gSN);
+    bool macSet = false;
+    for (uint8_t b : l_mac)
+        macSet = macSet || b != 0;
+    EXPECT_TRUE(macSet);
+    log.Clear();
+    EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
+    EXPECT_FALSE(log.Contains("SN: "));
+}
+
+TEST_F(Session, EmptyPinOrKeyEndsTheProcess) {
+    regist_port = peer.port();
+    ASSERT_EQ(0, ServerInit("127.0.0.1", peer.port()));
+    DeleteServer();
+    g_pin_code[0] = '\0';
+    EXPECT_EXIT(RegistSendMsg(), ::testing::ExitedWithCode(255), "");
+    memcpy(g_pin_code, kPin, strlen(kPin));
+    gKeyText[0] = '\0';
+    EXPECT_EXIT(RegistSendMsg(), ::testing::ExitedWithCode(255), "");
+}
+
+TEST_F(Session, LoginWithoutServerIsRefused) {
+    EXPECT_EQ(-1, LoginStart());
+    EXPECT_TRUE(log.Contains("Login Server wrong !"));
+}
+
+TEST_F(Session, ReLoginWaitsFiveSecondsThenFails) {
+    snprintf(mLoginServer, sizeof mLoginServer, "127.0.0.1");
+    mLoginPort = peer.port();
+    Joined platform([&] {
+        DecodedFrame f;
+        if (peer.Accept()) peer.Read(kKey, &f);
+    });
+    int64_t t0 = NowMs();
+    EXPECT_EQ(-1, ReLogin());
+    int64_t waited = NowMs() - t0;
+    platform.join();
+    EXPECT_GE(waited, 5000);
+    EXPECT_LT(waited, 9500);
+    EXPECT_TRUE(log.Contains("Re-login 127.0.0.1:"));
+    EXPECT_TRUE(log.Contains("login failed !"));
+}
+
+TEST_F(Session, LoginAnswerWakesTheWaitAtOnce) {
+    snprintf(mLoginServer, sizeof mLoginServer, "127.0.0.1");
+    mLoginPort = peer.port();
+    mRegist = 1;
+    Joined platform([&] {
+        DecodedFrame f;
+        if (peer.Accept() && peer.Read(kKey, &f)) peer.Send(MakeFrame(kKey, 11, {}, {0, 0, 20, 0}));
+    });
+    int64_t t0 = NowMs();
+    EXPECT_EQ(0, LoginStart());
+    platform.join();
+    EXPECT_LT(NowMs() - t0, 5000);
+    EXPECT_EQ(0, mQuitPro.load());
+}
+
+// Heartbeats every 20 s; the platform answers the first one only. The check thread declares
+// the session lost once the answer is older than three periods, at one of its 10-s steps.
+TEST_F(Session, SilentPlatformIsDeclaredLostAfterThreePeriods) {
+    ScaledClock fast(50.0);
+    SetClock(&fast);
+    Connect();
+    mHeartInterval = 20;
+    Joined platform([&] {
+        for (int i = 0; i < 3; ++i) {  // the rules request comes first
+            Bytes frame = peer.ReadRaw();
+            if (!frame.empty() && frame[2] == 0x21) {
+                peer.Send({0xCC, 0xDD, 0x02, 0, 0, 0, 0});
+                return;
+            }
+        }
+    });
+    ASSERT_EQ(0, HeartbeatStart());
+    ASSERT_TRUE(WaitUntil([] { return mHeartTime.load() != 0; }));
+    int64_t answered = NowSec();
+    ASSERT_TRUE(WaitUntil([] { return mQuitPro.load() == 1; }, std::chrono::seconds(20)));
+    int64_t lost = NowSec() - answered;
+    EXPECT_TRUE(log.Contains("heart beep error"));
+    EXPECT_GT(lost, 60);
+    EXPECT_LE(lost, 60 + 10 + 5);
+    DeleteHeartbear();
+    SetClock(&clock);
+}
+
+}  // namespace
