@@ -59,7 +59,7 @@ int WriteUint(Call& call, const char* path, const char* key, uint64_t v) {
 
 int ReadFlag(Call& call, const char* path, const char* key, uint8_t* on) {
     uint64_t v = 0;
-    int rc = ReadUint(call, path, key, UINT8_MAX, &v);
+    int rc = ReadUint(call, path, key, UINT8_MAX, on != nullptr ? &v : nullptr);
     if (rc == 0) *on = static_cast<uint8_t>(v);
     return rc;
 }
