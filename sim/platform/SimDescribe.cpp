@@ -77,6 +77,19 @@ void DescribeDataBody(const DecodedFrame& f, bool withMac, std::ostream& o) {
     o << " " << DescribeData(d, n);
 }
 
+// Register answer (72-byte body) or login answer (4-byte body).
+void DescribeAnswer(const DecodedFrame& f, std::ostream& o) {
+    const Bytes& b = f.plain;
+    if (f.raw.opt.size() >= 2) o << " error=" << GetField16(&f.raw.opt[0]);
+    if (b.size() == 72) {
+        o << " token=" << CText(&b[2], 32) << " ip=" << int(b[34]) << "." << int(b[35]) << "."
+          << int(b[36]) << "." << int(b[37]) << " port=" << GetField16(&b[38])
+          << " pluginid=" << CText(&b[40], 32);
+    } else if (b.size() == 4) {
+        o << " interval=" << GetField16(&b[2]);
+    }
+}
+
 void DescribeBody(const DecodedFrame& f, std::ostream& o) {
     const Bytes& opt = f.raw.opt;
     switch (f.raw.MsgType()) {
@@ -88,6 +101,9 @@ void DescribeBody(const DecodedFrame& f, std::ostream& o) {
             break;
         case 10:
             DescribeLogin(f, o);
+            break;
+        case 11:
+            DescribeAnswer(f, o);
             break;
         case 17:
             DescribeDataBody(f, false, o);

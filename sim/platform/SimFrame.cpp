@@ -1,35 +1,23 @@
 #include "SimFrame.h"
 
-#include <openssl/evp.h>
-
 #include <cstring>
 #include <memory>
 
 #include "core/ByteOrder.h"
+#include "platform/Crypto.h"
+#include "platform/Frame.h"
 
 namespace psim {
 
 namespace {
 
-using CipherCtx = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
-
-bool RunCipher(const std::string& key, const Bytes& in, Bytes* out, int encrypt) {
-    uint8_t k[16] = {0};
-    memcpy(k, key.data(), key.size() < 16 ? key.size() : 16);
-    uint8_t iv[16] = {0};
-    CipherCtx ctx(EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
-    if (!ctx || EVP_CipherInit_ex(ctx.get(), EVP_aes_128_cbc(), nullptr, k, iv, encrypt) != 1)
-        return false;
-    EVP_CIPHER_CTX_set_padding(ctx.get(), 0);
-    out->assign(in.size() + 16, 0);
-    int n = 0;
-    int tail = 0;
-    if (EVP_CipherUpdate(ctx.get(), out->data(), &n, in.data(), static_cast<int>(in.size())) != 1)
-        return false;
-    if (EVP_CipherFinal_ex(ctx.get(), out->data() + n, &tail) != 1) return false;
-    out->resize(static_cast<size_t>(n + tail));
-    return true;
-}
+// The KEY text as the agent holds it: a zero-filled 32-byte buffer.
+struct KeyBuf {
+    explicit KeyBuf(const std::string& key) {
+        memcpy(text, key.data(), key.size() < sizeof text - 1 ? key.size() : sizeof text - 1);
+    }
+    char text[32] = {0};
+};
 
 int HexNibble(char c) {
     if (c >= '0' && c <= '9') return c - '0';
@@ -41,37 +29,34 @@ int HexNibble(char c) {
 }  // namespace
 
 bool SimEncrypt(const std::string& key, const Bytes& plain, Bytes* cipher) {
-    Bytes padded = plain;
-    size_t pad = 16 - plain.size() % 16;
-    padded.insert(padded.end(), pad, static_cast<uint8_t>(pad));
-    return RunCipher(key, padded, cipher, 1);
+    KeyBuf k(key);
+    cipher->assign(AesPaddedLen(plain.size()), 0);
+    size_t outLen = 0;
+    if (aes_encrypt(k.text, plain.data(), cipher->data(), plain.size(), &outLen) != 0) return false;
+    cipher->resize(outLen);
+    return true;
 }
 
 bool SimDecrypt(const std::string& key, const Bytes& cipher, Bytes* plain) {
-    if (cipher.empty() || cipher.size() % 16 != 0) return false;
-    return RunCipher(key, cipher, plain, 0);
+    if (cipher.empty() || cipher.size() % kAesBlock != 0) return false;
+    KeyBuf k(key);
+    return DecryptDataBlock(k.text, cipher.data(), cipher.size(), plain) == 0;
 }
 
 uint8_t FrameChecksum(uint16_t dataLen, const Bytes& opt, const Bytes& plain) {
-    uint8_t len[2];
-    PutField16(len, dataLen);
-    unsigned sum = len[0] + len[1];
-    for (uint8_t b : opt)
-        sum += b;
-    for (uint8_t b : plain)
-        sum += b;
-    return static_cast<uint8_t>(sum);
+    return ::FrameChecksum(dataLen, opt.data(), opt.size(), plain.data(), plain.size());
 }
 
 Bytes BuildRawFrame(uint8_t msgType, uint8_t reqFlag, const Bytes& opt, const Bytes& data,
                     uint8_t checksum) {
+    FrameHeader h;
+    h.msgType = msgType & 31;
+    h.reqFlag = reqFlag;
+    h.optLen = static_cast<uint8_t>(opt.size());
+    h.checksum = checksum;
+    h.dataLen = static_cast<uint16_t>(data.size());
     Bytes f(kHeaderSize);
-    f[0] = kMagicLo;
-    f[1] = kMagicHi;
-    f[2] = static_cast<uint8_t>((msgType & 31) | (reqFlag << 5));
-    f[3] = static_cast<uint8_t>(opt.size());
-    f[4] = checksum;
-    PutField16(&f[5], static_cast<uint16_t>(data.size()));
+    PutFrameHeader(f.data(), h);
     f.insert(f.end(), opt.begin(), opt.end());
     f.insert(f.end(), data.begin(), data.end());
     return f;
@@ -79,24 +64,23 @@ Bytes BuildRawFrame(uint8_t msgType, uint8_t reqFlag, const Bytes& opt, const By
 
 Bytes BuildFrame(const std::string& key, uint8_t msgType, uint8_t reqFlag, const Bytes& opt,
                  const Bytes& plain, int checksumOverride) {
-    Bytes cipher;
-    if (!plain.empty() && !SimEncrypt(key, plain, &cipher)) return Bytes();
-    uint8_t sum = checksumOverride >= 0
-                      ? static_cast<uint8_t>(checksumOverride)
-                      : FrameChecksum(static_cast<uint16_t>(cipher.size()), opt, plain);
-    return BuildRawFrame(msgType, reqFlag, opt, cipher, sum);
+    KeyBuf k(key);
+    Bytes f;
+    if (::BuildFrame(k.text, msgType, reqFlag, opt.data(), opt.size(), plain.data(), plain.size(),
+                     &f) != 0)
+        return Bytes();
+    if (checksumOverride >= 0) f[4] = static_cast<uint8_t>(checksumOverride);
+    return f;
 }
 
 DecodedFrame DecodeFrame(const std::string& key, const RawFrame& raw) {
     DecodedFrame d;
     d.raw = raw;
-    if (!raw.data.empty() && SimDecrypt(key, raw.data, &d.plain)) {
+    if (SimDecrypt(key, raw.data, &d.plain)) {
         d.decrypted = true;
-        uint8_t pad = d.plain.back();
-        d.paddingOk = pad >= 1 && pad <= 16 && pad <= d.plain.size();
-        for (size_t i = 0; d.paddingOk && i < pad; ++i)
-            d.paddingOk = d.plain[d.plain.size() - 1 - i] == pad;
-        if (d.paddingOk) d.plain.resize(d.plain.size() - pad);
+        size_t bodyLen = 0;
+        d.paddingOk = DropPadding(d.plain.data(), d.plain.size(), &bodyLen) == 0;
+        if (d.paddingOk) d.plain.resize(bodyLen);
     }
     d.checksumOk =
         FrameChecksum(static_cast<uint16_t>(raw.data.size()), raw.opt, d.plain) == raw.checksum;

@@ -1,5 +1,6 @@
 // The platform side of the frame format: building frames the way the platform sends them and
-// cutting and decoding the frames the agent sends. Plain functions over bytes, no I/O.
+// cutting and decoding the frames the agent sends, over the agent's own codec and cipher
+// (platform/Frame.h, platform/Crypto.h). Plain functions over bytes, no I/O.
 #pragma once
 
 #include <cstddef>
@@ -35,9 +36,8 @@ struct DecodedFrame {
     Bytes plain;              // plain body without padding (or decrypted bytes if padding bad)
 };
 
-// AES-128-CBC with a zero vector; the key is the first 16 bytes of the zero-padded key text.
-// Encrypt pads with 1 to 16 bytes of the pad length. Decrypt keeps the padding and needs a whole
-// number of blocks. Both return false on a crypto failure.
+// The frame cipher with the KEY text `key`. Encrypt pads; Decrypt keeps the padding and needs a
+// whole number of blocks. Both return false on failure.
 bool SimEncrypt(const std::string& key, const Bytes& plain, Bytes* cipher);
 bool SimDecrypt(const std::string& key, const Bytes& cipher, Bytes* plain);
 

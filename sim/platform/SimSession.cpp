@@ -91,6 +91,7 @@ void PlatformSim::AnswerHeartbeat(Conn& c, const RawFrame& raw) {
     uint8_t sum = 0;
     for (uint8_t b : raw.opt)
         sum = static_cast<uint8_t>(sum + b);
+    Print("TX conn=" + std::to_string(c.id) + " heartbeat-answer type=2");
     SendOn(c.id, BuildRawFrame(2, 0, raw.opt, Bytes(), sum), "heartbeat-answer");
 }
 
