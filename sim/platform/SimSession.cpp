@@ -54,6 +54,10 @@ void PlatformSim::SendPlan(int connId, const AnswerPlan& plan, const Bytes& answ
         BuildFrame(settings_.key, 11, 0, ErrorCodeOpt(static_cast<uint16_t>(plan.error)), plain);
     std::string name = what;
     auto send = [this, connId, frame, name] {
+        if (conns_.count(connId) == 0) {
+            Print("LATE conn=" + std::to_string(connId) + " " + name + " not sent: closed");
+            return;
+        }
         RawFrame raw;
         FrameCutter cut;
         cut.Append(frame.data(), frame.size());
