@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
@@ -252,6 +253,10 @@ void PlatformSim::ReadConn(Conn& c) {
         return;
     }
     if (n < 0) return;
+    if (settings_.quickAck) {
+        int one = 1;
+        setsockopt(c.fd, IPPROTO_TCP, TCP_QUICKACK, &one, sizeof one);
+    }
     c.cutter.Append(buf, static_cast<size_t>(n));
     int id = c.id;
     RawFrame raw;

@@ -87,6 +87,7 @@ const std::map<std::string, Setter>& Table() {
         {"interval", IntSetter(&SimSettings::interval, 0, 65535)},
         {"heartbeats", IntSetter(&SimSettings::heartbeats, -1, 1000000000)},
         {"call-dt", IntSetter(&SimSettings::callDataType, 0, 255)},
+        {"quick-ack", IntSetter(&SimSettings::quickAck, 0, 1)},
     };
     return kTable;
 }
@@ -103,7 +104,7 @@ std::string ApplySetting(SimSettings* s, const std::string& name, const std::str
 const char* SettingNames() {
     return "key reg-addr reg-port login-addr login-port reg-mode reg-delay-ms reg-error "
            "login-mode login-delay-ms login-error token answer-ip answer-port plugin-id interval "
-           "heartbeats call-dt";
+           "heartbeats call-dt quick-ack";
 }
 
 }  // namespace psim

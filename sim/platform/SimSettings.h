@@ -35,6 +35,10 @@ struct SimSettings {
     int interval = 60;     // heartbeat interval in the login answer (seconds)
     int heartbeats = -1;   // heartbeat answers left; -1 unlimited, 0 none
     int callDataType = 0;  // DataType of function calls sent with "call"
+    // 1: acknowledge every received segment at once (TCP_QUICKACK) instead of the kernel's
+    // delayed ACK, so that an agent writing two small frames in a row is not held back by
+    // Nagle's algorithm waiting for that ACK.
+    int quickAck = 0;
 };
 
 // Applies one named setting. Returns an empty string, or the reason it was refused.
