@@ -17,7 +17,8 @@ namespace {
 using namespace testplatform;
 using testsupport::WaitUntil;
 
-// What the installed hooks saw.
+// What the installed hooks saw, and what the function-call hook answers; all under gSeenMu,
+// since the hooks run on the response thread.
 std::mutex gSeenMu;
 Bytes gSeenReq;
 std::string gSeenText;
@@ -29,7 +30,7 @@ Bytes gFnAnswer;
 int RecordingFunctionCall(const uint8_t* req, size_t reqLen, uint8_t* ans, size_t* ansLen) {
     std::lock_guard<std::mutex> g(gSeenMu);
     gSeenReq.assign(req, req + reqLen);
-    memcpy(ans, gFnAnswer.data(), gFnAnswer.size());
+    if (!gFnAnswer.empty()) memcpy(ans, gFnAnswer.data(), gFnAnswer.size());
     *ansLen = gFnAnswer.size();
     ++gHookCalls;
     return gFnResult;
@@ -49,11 +50,14 @@ protected:
     void SetUp() override {
         LinkFixture::SetUp();
         gHookCalls = 0;
-        gFnResult = 0;
-        gFnAnswer.clear();
-        gSeenReq.clear();
-        gSeenText.clear();
-        gSeenType = -1;
+        {
+            std::lock_guard<std::mutex> g(gSeenMu);
+            gFnResult = 0;
+            gFnAnswer.clear();
+            gSeenReq.clear();
+            gSeenText.clear();
+            gSeenType = -1;
+        }
         Connect();
     }
 
@@ -93,6 +97,12 @@ protected:
     }
     void Deliver(const Bytes& f) { ASSERT_TRUE(peer.Send(f)); }
 };
+
+void SetAnswer(int result, const Bytes& answer) {
+    std::lock_guard<std::mutex> g(gSeenMu);
+    gFnResult = result;
+    gFnAnswer = answer;
+}
 
 Bytes Call(uint16_t tag, uint16_t id, size_t extra = 6) {
     Bytes d = Le16(tag);
@@ -149,22 +159,21 @@ TEST_F(Dispatch, WithoutHookIdZeroAndHighIdsGetOnlyParserError) {
 
 TEST_F(Dispatch, HookGetsExactlyTheLengthFieldAndItsAnswerGoesBack) {
     SetFunctionCallHandler(RecordingFunctionCall);
-    gFnAnswer = {1, 0, 5, 0, 0, 0, 0xAB};
+    SetAnswer(0, {1, 0, 5, 0, 0, 0, 0xAB});
     Bytes call = Call(1, 5, 8);  // 12 bytes
     Bytes body = CallBody(9, 12, call);
     body.insert(body.end(), {0xEE, 0xEE});  // trailing bytes beyond the length field
     Deliver(MakeFrame(kKey, 20, {}, body));
     Reply r = Next();
     EXPECT_EQ(0, r.code);
-    EXPECT_EQ(std::string(gFnAnswer.begin(), gFnAnswer.end()), DataOf(r, 11));
+    EXPECT_EQ(std::string("\x01\x00\x05\x00\x00\x00\xAB", 7), DataOf(r, 11));
     std::lock_guard<std::mutex> g(gSeenMu);
     EXPECT_EQ(call, gSeenReq);
 }
 
 TEST_F(Dispatch, HookFailureSendsAnswerThenParserErrorWithItsCode) {
     SetFunctionCallHandler(RecordingFunctionCall);
-    gFnResult = 0x10003;  // low 16 bits: 3
-    gFnAnswer = {1, 0, 5, 0, 1, 0};
+    SetAnswer(0x10003, {1, 0, 5, 0, 1, 0});  // result's low 16 bits: 3
     Deliver(MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 5))));
     Reply a = Next();
     EXPECT_EQ(0, a.code);

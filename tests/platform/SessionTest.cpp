@@ -111,7 +111,7 @@ TEST_F(Session, RegisterWithoutAnswerFailsAfterTenSecondsAndCloses) {
     int64_t waited = NowMs() - t0;
     platform.join();
     EXPECT_GE(waited, 10000);
-    EXPECT_LT(waited, 10000 + 6000);  // the wait, DeleteServer's 1 s and slack
+    EXPECT_LT(waited, 10000 + 10000);  // the wait, DeleteServer's 1 s and slack
     EXPECT_TRUE(log.Contains("Register failed."));
     EXPECT_EQ("101\n", Status());
     EXPECT_TRUE(peer.ReadRaw(2000).empty());  // the agent closed the connection
@@ -172,7 +172,7 @@ TEST_F(Session, ReLoginWaitsFiveSecondsThenFails) {
     int64_t waited = NowMs() - t0;
     platform.join();
     EXPECT_GE(waited, 5000);
-    EXPECT_LT(waited, 9500);
+    EXPECT_LT(waited, 10500);  // a 10-s wait plus DeleteServer would be 11 s
     EXPECT_TRUE(log.Contains("Re-login 127.0.0.1:"));
     EXPECT_TRUE(log.Contains("login failed !"));
 }
@@ -195,7 +195,7 @@ TEST_F(Session, LoginAnswerWakesTheWaitAtOnce) {
 // Heartbeats every 20 s; the platform answers the first one only. The check thread declares
 // the session lost once the answer is older than three periods, at one of its 10-s steps.
 TEST_F(Session, SilentPlatformIsDeclaredLostAfterThreePeriods) {
-    ScaledClock fast(50.0);
+    static ScaledClock fast(50.0);  // outlives every wait the session threads start on it
     SetClock(&fast);
     Connect();
     mHeartInterval = 20;
