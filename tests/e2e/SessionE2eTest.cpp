@@ -110,6 +110,12 @@ TEST(SessionE2e, RegisterLoginRulesRequestAndHeartbeats) {
         EXPECT_LE(times[i] - times[i - 1], 22u);
     }
     EXPECT_EQ(agent.Status(), "003\n");
+#ifdef PLUG_SDK_DEFAULT_STATE_FILE
+    // The serial number came from the router SDK; the MAC from -m, without asking the SDK.
+    std::string calls = testsupport::ReadFile(agent.dir().File("sdk-calls.log"));
+    EXPECT_NE(calls.find("get_router_sn\n"), std::string::npos) << calls;
+    EXPECT_EQ(calls.find("get_router_mac"), std::string::npos) << calls;
+#endif
 }
 
 struct PeriodCase {
