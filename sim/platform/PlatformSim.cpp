@@ -166,6 +166,14 @@ std::string PlatformSim::Set(const std::string& name, const std::string& value) 
 void PlatformSim::Loop() {
     while (running_ == 1)
         RunOnce();
+    // Actions asked for before the stop (a command just before "quit") are still carried out.
+    std::deque<std::function<void()>> tasks;
+    {
+        std::lock_guard<std::mutex> g(taskMu_);
+        tasks.swap(tasks_);
+    }
+    for (auto& t : tasks)
+        t();
 }
 
 void PlatformSim::RunOnce() {
