@@ -1,0 +1,166 @@
+#include "AgentHarness.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <sstream>
+
+#include "core/ByteOrder.h"
+
+namespace e2e {
+
+RefusingPort::RefusingPort(const char* addr, int port) {
+    fd_ = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in sa{};
+    sa.sin_family = AF_INET;
+    sa.sin_port = htons(static_cast<uint16_t>(port));
+    inet_pton(AF_INET, addr, &sa.sin_addr);
+    ok_ = fd_ >= 0 && bind(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0;
+    socklen_t len = sizeof sa;
+    getsockname(fd_, reinterpret_cast<sockaddr*>(&sa), &len);
+    port_ = ntohs(sa.sin_port);
+}
+
+RefusingPort::~RefusingPort() {
+    if (fd_ >= 0) close(fd_);
+}
+
+AgentRun::~AgentRun() {
+    if (child_) child_->Kill();
+}
+
+void AgentRun::Start(const AgentConfig& cfg) {
+    std::ostringstream conf;
+    conf << "[Dev]\nPIN=" << kPin << "\n[Protool]\nKEY=" << kKey << "\nSERVER1=" << cfg.server1
+         << "\nSERVER2=" << cfg.server2 << "\nPORT=" << cfg.port << "\n";
+    testsupport::WriteFile(dir_.File("plug.conf"), conf.str());
+    std::map<std::string, std::string> env = cfg.env;
+    env["PLUG_RUNTIME_DIR"] = dir_.path();
+    env["PLUG_TIME_SCALE"] = std::to_string(cfg.scale);
+#ifdef PLUG_SDK_DEFAULT_STATE_FILE
+    testsupport::WriteFile(dir_.File("router.json"),
+                           testsupport::ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));
+    env["PLUG_SDK_STATE"] = dir_.File("router.json");
+    env["PLUG_SDK_CALL_LOG"] = dir_.File("sdk-calls.log");
+#endif
+    child_ = std::make_unique<testsupport::Child>(
+        std::vector<std::string>{testsupport::AgentBinary(), "-d", "-f", dir_.File("plug.conf"),
+                                 "-m", kMacArg},
+        env, dir_.File("agent.log"), dir_.path());
+}
+
+std::string AgentRun::Log() const {
+    return testsupport::ReadFile(dir_.File("agent.log"));
+}
+
+std::string AgentRun::Status() const {
+    return testsupport::ReadFile(dir_.File("plugstatus"));
+}
+
+bool AgentRun::WaitStatus(const std::string& code, int timeoutMs) const {
+    return testsupport::WaitUntil([&] { return Status() == code + "\n"; },
+                                  std::chrono::milliseconds(timeoutMs));
+}
+
+size_t AgentRun::CountLog(const std::string& needle) const {
+    std::string text = Log();
+    size_t n = 0;
+    for (size_t p = text.find(needle); p != std::string::npos; p = text.find(needle, p + 1))
+        ++n;
+    return n;
+}
+
+bool AgentRun::WaitLog(const std::string& needle, int timeoutMs, size_t count) const {
+    return testsupport::WaitUntil([&] { return CountLog(needle) >= count; },
+                                  std::chrono::milliseconds(timeoutMs));
+}
+
+bool AgentRun::WaitExit(int timeoutMs, int* status) {
+    if (!child_ || exited_) return false;
+    exited_ = child_->Wait(std::chrono::milliseconds(timeoutMs), status);
+    return exited_;
+}
+
+bool AgentRun::Running() {
+    int status = 0;
+    if (exited_) return false;
+    exited_ = child_->Wait(std::chrono::milliseconds(0), &status);
+    return !exited_;
+}
+
+std::unique_ptr<psim::PlatformSim> StartSim(psim::SimSettings s) {
+    s.key = kKey;
+    auto sim = std::make_unique<psim::PlatformSim>(s);
+    if (sim->Start() != 0) ADD_FAILURE() << "platform simulator did not start";
+    return sim;
+}
+
+AgentConfig ConfigFor(const psim::PlatformSim& sim, double scale) {
+    AgentConfig cfg;
+    cfg.port = sim.RegPort();
+    cfg.scale = scale;
+    return cfg;
+}
+
+bool WaitLoggedIn(const psim::PlatformSim& sim, int timeoutMs) {
+    return sim.WaitFor(
+        [](const std::vector<psim::SimEvent>& ev) {
+            bool answered = false;
+            for (const auto& e : ev) {
+                if (e.line.find("login-answer type=11") != std::string::npos) answered = true;
+                if (answered && e.isRxFrame && e.frame.raw.MsgType() == 1) return true;
+            }
+            return false;
+        },
+        timeoutMs);
+}
+
+bool ParseReply(const psim::SimEvent& e, Reply* r) {
+    if (!e.isRxFrame) return false;
+    const auto& f = e.frame;
+    uint8_t t = f.raw.MsgType();
+    if ((t != 25 && t != 26) || f.raw.opt.size() < 2) return false;
+    r->msgType = t;
+    r->code = GetField16(&f.raw.opt[0]);
+    r->data.clear();
+    r->dataType = 0;
+    size_t lenAt = t == 26 ? 9 : 3;
+    if (f.plain.size() >= lenAt + 2) {
+        r->dataType = f.plain[2];
+        size_t len = GetField16(&f.plain[lenAt]);
+        size_t have = f.plain.size() - lenAt - 2;
+        r->data.assign(f.plain.begin() + static_cast<long>(lenAt + 2),
+                       f.plain.begin() + static_cast<long>(lenAt + 2 + (len < have ? len : have)));
+    }
+    return true;
+}
+
+std::vector<Reply> RepliesAfter(const psim::PlatformSim& sim, size_t from) {
+    std::vector<Reply> out;
+    auto ev = sim.Events();
+    for (size_t i = from; i < ev.size(); ++i) {
+        Reply r;
+        if (ParseReply(ev[i], &r)) out.push_back(r);
+    }
+    return out;
+}
+
+bool WaitReplies(const psim::PlatformSim& sim, size_t from, size_t n, int timeoutMs) {
+    return sim.WaitFor(
+        [&](const std::vector<psim::SimEvent>& ev) {
+            size_t count = 0;
+            Reply r;
+            for (size_t i = from; i < ev.size(); ++i)
+                if (ParseReply(ev[i], &r)) ++count;
+            return count >= n;
+        },
+        timeoutMs);
+}
+
+size_t EventCount(const psim::PlatformSim& sim) {
+    return sim.Events().size();
+}
+
+}  // namespace e2e

@@ -1,0 +1,99 @@
+// End-to-end set-up: the real agent binary in a private runtime directory with an accelerated
+// clock, its plug.conf, its log file and its status file, beside an in-process platform
+// simulator.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "PlatformSim.h"
+#include "TestSupport.h"
+
+namespace e2e {
+
+constexpr const char* kKey = "e2e-key-0123456";
+constexpr const char* kPin = "PIN123456789";  // 12 characters: all of it goes into the frames
+constexpr const char* kMacArg = "A1B2C3D4E5F6";
+constexpr const char* kSdkSerial = "HR4G22120700318";  // serial number of the SDK default state
+
+// A loopback port that refuses connections: bound but not listening.
+class RefusingPort {
+public:
+    explicit RefusingPort(const char* addr = "127.0.0.1", int port = 0);
+    ~RefusingPort();
+    RefusingPort(const RefusingPort&) = delete;
+    RefusingPort& operator=(const RefusingPort&) = delete;
+    bool ok() const { return ok_; }
+    int port() const { return port_; }
+
+private:
+    int fd_ = -1;
+    bool ok_ = false;
+    int port_ = 0;
+};
+
+// Real milliseconds for `agentSeconds` of agent time at `scale`.
+inline int RealMs(double agentSeconds, double scale) {
+    return static_cast<int>(agentSeconds * 1000.0 / scale);
+}
+
+struct AgentConfig {
+    std::string server1 = "127.0.0.1";  // no "com": test mode, a literal address
+    std::string server2 = "127.0.0.1";
+    int port = 6039;
+    double scale = 10;  // PLUG_TIME_SCALE
+    std::map<std::string, std::string> env;
+};
+
+class AgentRun {
+public:
+    AgentRun() = default;
+    ~AgentRun();
+    const testsupport::TempDir& dir() const { return dir_; }
+
+    // Writes plug.conf and the SDK state copy, and starts the agent with -d -f -m.
+    void Start(const AgentConfig& cfg);
+    std::string Log() const;
+    std::string Status() const;  // content of the status file, "" when absent
+    bool WaitStatus(const std::string& code, int timeoutMs) const;
+    bool WaitLog(const std::string& needle, int timeoutMs, size_t count = 1) const;
+    size_t CountLog(const std::string& needle) const;
+    // Waits for the agent's end: true with its exit status.
+    bool WaitExit(int timeoutMs, int* status);
+    bool Running();
+
+private:
+    testsupport::TempDir dir_;
+    std::unique_ptr<testsupport::Child> child_;
+    bool exited_ = false;
+};
+
+// A simulator with the agent's key on ephemeral loopback ports, started.
+std::unique_ptr<psim::PlatformSim> StartSim(psim::SimSettings s = psim::SimSettings());
+
+// The agent configured for `sim`'s registration port in test mode.
+AgentConfig ConfigFor(const psim::PlatformSim& sim, double scale);
+
+// Waits for the agent to be logged in: a login answer sent and the first heartbeat received.
+bool WaitLoggedIn(const psim::PlatformSim& sim, int timeoutMs);
+
+// Answer frames (types 25/26) received after event index `from`, whose function-answer tag is
+// `tag` or whose text data follows one; see ReplyFor.
+struct Reply {
+    uint8_t msgType = 0;
+    uint16_t code = 0;
+    uint8_t dataType = 0;
+    std::vector<uint8_t> data;
+};
+// Parses a reply frame event (type 25 or 26). False for other frames.
+bool ParseReply(const psim::SimEvent& e, Reply* r);
+// All replies received after event index `from`.
+std::vector<Reply> RepliesAfter(const psim::PlatformSim& sim, size_t from);
+// Waits until at least `n` replies arrived after `from`.
+bool WaitReplies(const psim::PlatformSim& sim, size_t from, size_t n, int timeoutMs);
+size_t EventCount(const psim::PlatformSim& sim);
+
+}  // namespace e2e

@@ -1,0 +1,287 @@
+// Registration, login, heartbeats and the ends of a session, seen from the platform's side.
+#include <cstring>
+
+#include "AgentHarness.h"
+#include "core/ByteOrder.h"
+
+namespace e2e {
+namespace {
+
+using psim::Bytes;
+using psim::SimEvent;
+
+Bytes Text(const std::string& s) {
+    return Bytes(s.begin(), s.end());
+}
+
+Bytes Cat(std::initializer_list<Bytes> parts) {
+    Bytes out;
+    for (const auto& p : parts)
+        out.insert(out.end(), p.begin(), p.end());
+    return out;
+}
+
+const Bytes kMacBytes = {0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6};
+
+// Heartbeat times (their option block) received on connection `conn` (0: any).
+std::vector<uint32_t> HeartbeatTimes(const psim::PlatformSim& sim, int conn = 0) {
+    std::vector<uint32_t> out;
+    for (const auto& e : sim.RxFrames(1))
+        if ((conn == 0 || e.conn == conn) && e.frame.raw.opt.size() == 4)
+            out.push_back(GetField32(e.frame.raw.opt.data()));
+    return out;
+}
+
+// Records every distinct content of the status file until `last` is seen.
+std::vector<std::string> StatusSequence(const AgentRun& agent, const std::string& last,
+                                        int timeoutMs) {
+    std::vector<std::string> seen;
+    testsupport::WaitUntil(
+        [&] {
+            std::string s = agent.Status();
+            if (!s.empty() && (seen.empty() || seen.back() != s)) seen.push_back(s);
+            return s == last;
+        },
+        std::chrono::milliseconds(timeoutMs));
+    return seen;
+}
+
+TEST(SessionE2e, RegisterLoginRulesRequestAndHeartbeats) {
+    const double scale = 10;
+    psim::SimSettings s;
+    s.interval = 5;  // below 20: the agent beats every 20 s
+    // Answers come late enough for every status to be seen, well inside the 10-s waits.
+    s.reg.delayMs = RealMs(3, scale);
+    s.login.delayMs = RealMs(3, scale);
+    auto sim = StartSim(s);
+    AgentRun agent;
+    agent.Start(ConfigFor(*sim, scale));
+
+    auto seq = StatusSequence(agent, "003\n", 20000);
+    EXPECT_EQ(seq, (std::vector<std::string>{"001\n", "002\n", "003\n"}));
+    ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
+
+    // Register frame, byte by byte.
+    auto regs = sim->RxFrames(9);
+    ASSERT_EQ(regs.size(), 1u);
+    const auto& reg = regs[0].frame;
+    EXPECT_EQ(regs[0].server, psim::Listener::kReg);
+    EXPECT_EQ(reg.raw.typeByte, 0x29);  // type 9, request flag 1
+    EXPECT_EQ(reg.raw.opt, Cat({Bytes(3, 0), Text(kPin)}));
+    EXPECT_EQ(reg.plain, Cat({Bytes{0, 0, 15}, Text(kSdkSerial), kMacBytes, Bytes(32, 0)}));
+    EXPECT_EQ(reg.raw.data.size(), 64u);
+    EXPECT_TRUE(reg.checksumOk);
+
+    // Login frame, byte by byte, on the login server named by the register answer.
+    auto logins = sim->RxFrames(10);
+    ASSERT_EQ(logins.size(), 1u);
+    const auto& login = logins[0].frame;
+    EXPECT_EQ(logins[0].server, psim::Listener::kLogin);
+    EXPECT_EQ(login.raw.typeByte, 0x2A);
+    Bytes token = Text(s.token);
+    token.resize(32, 0);
+    EXPECT_EQ(login.raw.opt, Cat({Text(kPin), token}));
+    EXPECT_EQ(login.plain, Cat({Bytes(19, 0), Bytes{2, 0, 0, 7, 1, 0x36}}));
+    EXPECT_EQ(login.raw.data.size(), 32u);
+    EXPECT_TRUE(login.checksumOk);
+    // The registration connection was closed by the agent after the answer.
+    EXPECT_EQ(sim->Count("CLOSE conn=" + std::to_string(regs[0].conn) + " srv=reg by=peer"), 1u);
+
+    // The rules request follows the login on the login connection.
+    auto uploads = sim->RxFrames(17);
+    ASSERT_GE(uploads.size(), 1u);
+    EXPECT_EQ(uploads[0].conn, logins[0].conn);
+    EXPECT_EQ(uploads[0].frame.raw.typeByte, 0x31);  // type 17, request flag 1
+    EXPECT_EQ(uploads[0].frame.plain,
+              Cat({Bytes{0, 0, 13, 22, 0}, Text("{\"MAC\":\"A1B2C3D4E5F6\"}")}));
+
+    // Heartbeats every 20 s of agent time, each stamped with the agent's clock.
+    ASSERT_TRUE(sim->WaitFor(
+        [](const std::vector<SimEvent>& ev) {
+            size_t n = 0;
+            for (const auto& e : ev)
+                n += e.isRxFrame && e.frame.raw.MsgType() == 1;
+            return n >= 4;
+        },
+        RealMs(100, scale)));
+    auto times = HeartbeatTimes(*sim);
+    for (size_t i = 1; i < times.size(); ++i) {
+        EXPECT_GE(times[i] - times[i - 1], 20u);
+        EXPECT_LE(times[i] - times[i - 1], 22u);
+    }
+    EXPECT_EQ(agent.Status(), "003\n");
+#ifdef PLUG_SDK_DEFAULT_STATE_FILE
+    // The serial number came from the router SDK; the MAC from -m, without asking the SDK.
+    std::string calls = testsupport::ReadFile(agent.dir().File("sdk-calls.log"));
+    EXPECT_NE(calls.find("get_router_sn\n"), std::string::npos) << calls;
+    EXPECT_EQ(calls.find("get_router_mac"), std::string::npos) << calls;
+#endif
+}
+
+struct PeriodCase {
+    int interval;
+    uint32_t period;
+};
+
+class HeartbeatPeriod : public ::testing::TestWithParam<PeriodCase> {};
+
+TEST_P(HeartbeatPeriod, FollowsTheLoginAnswer) {
+    const double scale = 40;
+    psim::SimSettings s;
+    s.interval = GetParam().interval;
+    auto sim = StartSim(s);
+    AgentRun agent;
+    agent.Start(ConfigFor(*sim, scale));
+    ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
+    uint32_t p = GetParam().period;
+    ASSERT_TRUE(testsupport::WaitUntil([&] { return HeartbeatTimes(*sim).size() >= 3; },
+                                       std::chrono::milliseconds(RealMs(4.0 * p, scale) + 5000)));
+    auto times = HeartbeatTimes(*sim);
+    for (size_t i = 1; i < times.size(); ++i) {
+        EXPECT_GE(times[i] - times[i - 1], p);
+        EXPECT_LE(times[i] - times[i - 1], p + 3);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Intervals, HeartbeatPeriod,
+                         ::testing::Values(PeriodCase{5, 20}, PeriodCase{19, 20},
+                                           PeriodCase{20, 20}, PeriodCase{60, 60}));
+
+// Events after index `from` that are received frames of `type`.
+std::vector<SimEvent> FramesAfter(const psim::PlatformSim& sim, size_t from, uint8_t type) {
+    auto ev = sim.Events();
+    std::vector<SimEvent> out;
+    for (size_t i = from; i < ev.size(); ++i)
+        if (ev[i].isRxFrame && ev[i].frame.raw.MsgType() == type) out.push_back(ev[i]);
+    return out;
+}
+
+bool WaitFrameAfter(const psim::PlatformSim& sim, size_t from, uint8_t type, int timeoutMs) {
+    return sim.WaitFor(
+        [&](const std::vector<SimEvent>& ev) {
+            for (size_t i = from; i < ev.size(); ++i)
+                if (ev[i].isRxFrame && ev[i].frame.raw.MsgType() == type) return true;
+            return false;
+        },
+        timeoutMs);
+}
+
+TEST(SessionE2e, PlatformClosesThenReLoginAfterThePauseWithTheSameToken) {
+    const double scale = 10;
+    psim::SimSettings s;
+    s.interval = 20;
+    auto sim = StartSim(s);
+    AgentRun agent;
+    agent.Start(ConfigFor(*sim, scale));
+    ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
+    const auto firstLogin = sim->RxFrames(10).at(0);
+
+    size_t mark = EventCount(*sim);
+    sim->Drop();
+    ASSERT_TRUE(agent.WaitStatus("103", 10000)) << agent.Log();
+    ASSERT_TRUE(WaitFrameAfter(*sim, mark, 10, RealMs(40, scale) + 5000)) << agent.Log();
+    auto relogin = FramesAfter(*sim, mark, 10).at(0);
+    auto closeEvents = sim->Events();
+    int64_t closedAt = closeEvents.at(mark).realMs;
+    // The 20-s pause between the end of the session and the new login.
+    EXPECT_GE(relogin.realMs - closedAt, RealMs(20, scale) * 9 / 10);
+    EXPECT_EQ(relogin.server, psim::Listener::kLogin);
+    EXPECT_EQ(relogin.frame.raw.opt, firstLogin.frame.raw.opt);  // same PIN and token
+    EXPECT_TRUE(FramesAfter(*sim, mark, 9).empty()) << "registered again instead of re-login";
+    EXPECT_TRUE(agent.WaitStatus("003", 10000));
+    EXPECT_TRUE(agent.WaitLog("ReLogin...", 1000));
+    EXPECT_TRUE(WaitFrameAfter(*sim, mark, 1, RealMs(30, scale) + 5000)) << "no heartbeat";
+}
+
+TEST(SessionE2e, HeartbeatAnswersStopSessionLostAfterThreePeriods) {
+    const double scale = 20;
+    psim::SimSettings s;
+    s.interval = 20;
+    s.heartbeats = 1;  // the first heartbeat is answered, then silence
+    auto sim = StartSim(s);
+    AgentRun agent;
+    agent.Start(ConfigFor(*sim, scale));
+    ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
+    const int conn = sim->RxFrames(10).at(0).conn;
+    ASSERT_TRUE(sim->WaitForLine("CLOSE conn=" + std::to_string(conn) + " srv=login by=peer", 1,
+                                 RealMs(150, scale) + 10000))
+        << agent.Log();
+    EXPECT_TRUE(agent.WaitLog("heart beep error", 2000));
+    auto times = HeartbeatTimes(*sim, conn);
+    ASSERT_GE(times.size(), 4u);
+    // Lost only once the last answer is more than three periods old.
+    EXPECT_GE(times.back() - times.front(), 60u);
+    EXPECT_TRUE(agent.WaitStatus("103", 5000));
+    // Then the agent logs in again.
+    EXPECT_TRUE(sim->WaitForLine("type=10 ", 2, RealMs(40, scale) + 5000));
+}
+
+TEST(SessionE2e, ForcedDisconnectExitsWithStatus005) {
+    auto sim = StartSim();
+    AgentRun agent;
+    agent.Start(ConfigFor(*sim, 10));
+    ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
+    sim->Disconnect();
+    int status = -1;
+    ASSERT_TRUE(agent.WaitExit(10000, &status));
+    EXPECT_EQ(status, 255);
+    EXPECT_EQ(agent.Status(), "005\n");
+    EXPECT_TRUE(agent.WaitLog("force disconnect exit !!!!!", 1000));
+}
+
+TEST(SessionE2e, LateRegisterAnswerFailsAndTheTwelfthFailedCycleExits) {
+    const double scale = 20;
+    psim::SimSettings s;
+    s.reg.delayMs = RealMs(15, scale);  // after the agent's 10-s wait
+    auto sim = StartSim(s);
+    AgentRun agent;
+    agent.Start(ConfigFor(*sim, scale));
+    int status = -1;
+    ASSERT_TRUE(agent.WaitExit(RealMs(12 * 15, scale) + 20000, &status)) << agent.Log();
+    EXPECT_EQ(status, 255);
+    EXPECT_EQ(agent.Status(), "102\n");
+    EXPECT_EQ(sim->RxFrames(9).size(), 12u);
+    EXPECT_TRUE(sim->RxFrames(10).empty());
+    // Each registration connection was closed by the agent before the late answer went out.
+    EXPECT_EQ(sim->Count("srv=reg by=peer"), 12u);
+    EXPECT_EQ(sim->Count("TX conn="), 0u) << "an answer went out on an open connection";
+    // Status 101 is written by each failed attempt and overwritten by the next cycle's 001 at
+    // once, so the log line is what stays of it.
+    EXPECT_EQ(agent.CountLog("Register failed."), 12u);
+}
+
+TEST(SessionE2e, SessionEndingAfter72000SecondsRegistersAgain) {
+    // 72000 s of agent time only pass in a test at a very high scale. The waits of the agent
+    // become milliseconds, so a login may time out and be retried: the session's age is read
+    // from the agent's own heartbeat time stamps on the final login connection.
+    const double scale = 5000;
+    psim::SimSettings s;
+    s.interval = 24001;  // heartbeats at T0, T0+24001, T0+48002, T0+72003
+    auto sim = StartSim(s);
+    AgentRun agent;
+    agent.Start(ConfigFor(*sim, scale));
+    int conn = 0;
+    ASSERT_TRUE(testsupport::WaitUntil(
+        [&] {
+            auto logins = sim->RxFrames(10);
+            if (logins.empty()) return false;
+            conn = logins.back().conn;
+            auto t = HeartbeatTimes(*sim, conn);
+            return t.size() >= 4 && t.back() - t.front() >= 72000;
+        },
+        std::chrono::milliseconds(RealMs(150000, scale))))
+        << agent.Log();
+    size_t mark = EventCount(*sim);
+    sim->Drop();
+    ASSERT_TRUE(WaitFrameAfter(*sim, mark, 9, 20000)) << agent.Log();
+    EXPECT_TRUE(agent.WaitLog("Ready to Register ...", 2000));
+    // No re-login on the old registration came between the end and the new registration.
+    auto ev = sim->Events();
+    for (size_t i = mark; i < ev.size(); ++i) {
+        if (ev[i].isRxFrame && ev[i].frame.raw.MsgType() == 9) break;
+        EXPECT_FALSE(ev[i].isRxFrame && ev[i].frame.raw.MsgType() == 10) << ev[i].line;
+    }
+}
+
+}  // namespace
+}  // namespace e2e

@@ -1,0 +1,56 @@
+// The platformsim tool as a person or a script runs it: ports file, FIFO commands, quit.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "TestSupport.h"
+
+namespace {
+
+void Command(const std::string& fifo, const std::string& line) {
+    int fd = open(fifo.c_str(), O_WRONLY);
+    ASSERT_GE(fd, 0);
+    std::string text = line + "\n";
+    EXPECT_EQ(write(fd, text.data(), text.size()), ssize_t(text.size()));
+    close(fd);
+}
+
+TEST(SimTool, PortsFileFifoCommandsAndQuit) {
+    testsupport::TempDir dir;
+    std::string fifo = dir.File("ctl");
+    std::string out = dir.File("sim.out");
+    testsupport::Child sim({PLATFORMSIM_PATH, "--interval", "30", "--reg-mode", "silent", "--fifo",
+                            fifo, "--ports-file", dir.File("ports"), "--no-stdin"},
+                           {}, out);
+    ASSERT_TRUE(
+        testsupport::WaitUntil([&] { return !testsupport::ReadFile(dir.File("ports")).empty(); }));
+    std::string ports = testsupport::ReadFile(dir.File("ports"));
+    EXPECT_EQ(ports.rfind("reg=", 0), 0u) << ports;
+    EXPECT_NE(ports.find("\nlogin="), std::string::npos) << ports;
+    Command(fifo, "set interval 5");
+    Command(fifo, "call 2");
+    Command(fifo, "bogus");
+    Command(fifo, "quit");
+    int status = -1;
+    ASSERT_TRUE(sim.Wait(std::chrono::seconds(10), &status));
+    EXPECT_EQ(status, 0);
+    std::string text = testsupport::ReadFile(out);
+    EXPECT_NE(text.find("LISTEN reg=127.0.0.1:"), std::string::npos) << text;
+    EXPECT_NE(text.find("OK set interval"), std::string::npos) << text;
+    EXPECT_NE(text.find("ERR no connection for call"), std::string::npos) << text;
+    EXPECT_NE(text.find("ERR unknown command bogus"), std::string::npos) << text;
+    EXPECT_NE(text.find("OK quit"), std::string::npos) << text;
+}
+
+TEST(SimTool, BadArgumentsAreRefused) {
+    testsupport::TempDir dir;
+    testsupport::Child sim({PLATFORMSIM_PATH, "--interval", "x"}, {}, dir.File("out"));
+    int status = -1;
+    ASSERT_TRUE(sim.Wait(std::chrono::seconds(10), &status));
+    EXPECT_EQ(status, 2);
+    EXPECT_NE(testsupport::ReadFile(dir.File("out")).find("bad value for interval: x"),
+              std::string::npos);
+}
+
+}  // namespace
