@@ -263,8 +263,11 @@ TEST_F(Link, OversizeFrameIsDroppedAndTheSessionGoesOn) {
 
 TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
     Connect();
+    const int64_t t0 = NowMs();
     peer.CloseConn();
     ASSERT_TRUE(WaitUntil([] { return mQuitPro.load() == 1; }));
+    // 300 zero-length reads, 10 ms apart (clock seam): at least 3 s of agent time.
+    EXPECT_GE(NowMs() - t0, 2990);
     EXPECT_TRUE(log.Contains("Close link."));
     EXPECT_EQ(0, mLogin.load());
     EXPECT_EQ("103\n", Status());
