@@ -45,6 +45,10 @@ struct Fake {
     int resolveResult = 0;
     int commServerResult = 0;
     int subdevResult = 0;
+    // Virtual time of the last DeleteServer and ReLogin, and the status file seen by ReLogin.
+    int64_t deleteServerAt = -1;
+    int64_t reloginAt = -1;
+    std::string statusAtRelogin;
     size_t Count(const std::string& name) const {
         size_t n = 0;
         for (const auto& c : calls)
@@ -94,6 +98,8 @@ AgentOps FakeOps() {
     };
     ops.ReLogin = [] {
         gFake->calls.push_back("ReLogin");
+        gFake->reloginAt = NowMs();
+        gFake->statusAtRelogin = ReadFile(Paths().plugStatus);
         return gFake->reloginResult();
     };
     ops.HeartbeatStart = [] {
@@ -101,7 +107,10 @@ AgentOps FakeOps() {
         return gFake->heartbeatResult();
     };
     ops.DeleteHeartbear = [] { gFake->calls.push_back("DeleteHeartbear"); };
-    ops.DeleteServer = [] { gFake->calls.push_back("DeleteServer"); };
+    ops.DeleteServer = [] {
+        gFake->calls.push_back("DeleteServer");
+        gFake->deleteServerAt = NowMs();
+    };
     ops.ComF_send_pluginstate = [] {
         gFake->calls.push_back("pluginstate");
         return 0u;
@@ -207,9 +216,11 @@ TEST_F(Supervision, SessionEndingAfter19HoursLogsInAgain) {
     EXPECT_EQ(1u, fake.Count("ReLogin"));
     EXPECT_TRUE(log.Contains("ReLogin..."));
     EXPECT_FALSE(log.Contains("Ready to Register ..."));
-    // Session end: heartbeat and connection torn down before the 20 s pause.
+    // Session end: heartbeat and connection torn down, status 103, then the 20 s pause.
     EXPECT_EQ(1u, fake.Count("DeleteHeartbear"));
     EXPECT_EQ(1u, fake.Count("DeleteServer"));
+    EXPECT_EQ("103\n", fake.statusAtRelogin);
+    EXPECT_EQ(20000, fake.reloginAt - fake.deleteServerAt);
     EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
 }
 
