@@ -224,6 +224,8 @@ TEST_F(Session, SilentPlatformIsDeclaredLostAfterThreePeriods) {
 // waits one 10-s period before its first test, so the new session's first heartbeat answer is
 // in before it looks, and the healthy new session is not declared lost at once.
 TEST_F(Session, CheckAfterReLoginWaitsOnePeriodBeforeItsFirstTest) {
+    static ScaledClock slower(10.0);  // 1 s of real time for the answer to be in before the check
+    SetClock(&slower);
     Connect();
     mHeartInterval = 20;
     const int stale = static_cast<int>(NowSec()) - 1000;  // far more than three periods ago
@@ -247,6 +249,7 @@ TEST_F(Session, CheckAfterReLoginWaitsOnePeriodBeforeItsFirstTest) {
     EXPECT_EQ(0, mQuitPro.load());
     EXPECT_FALSE(log.Contains("heart beep error"));
     DeleteHeartbear();
+    SetClock(&clock);
 }
 
 }  // namespace
