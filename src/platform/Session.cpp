@@ -251,9 +251,12 @@ void HeartbeatProc() {
 }
 
 // Declares the session lost when nothing at all arrived since the last heartbeat and the last
-// heartbeat answer is older than three periods; never before the first answer.
+// heartbeat answer is older than three periods; never before the first answer. Each test comes
+// at the end of a 10-s period: after a re-login mHeartTime and beepAck still hold the lost
+// session's values, and the new session's first heartbeat answer must be in before the first look.
 void CheckProc() {
     while (mQuitPro == 0) {
+        if (SessionWait(kCheckPeriodMs, [] { return mQuitPro == 1; })) break;
         int64_t now = NowSec();
         int last = mHeartTime;
         if (beepAck != 1 && last != 0 && now - last > 3 * mHeartInterval) {
@@ -262,7 +265,6 @@ void CheckProc() {
             SessionWake();
             break;
         }
-        SessionWait(kCheckPeriodMs, [] { return mQuitPro == 1; });
     }
 }
 

@@ -26,6 +26,17 @@ TEST(ByteOrder, SwapHelpersNeverSwapWithEndTypeZero) {
     EXPECT_EQ(0x0102030405060708ULL, Swap64IfNeeded(0x0102030405060708ULL));
 }
 
+// The switch is always 0 in the agent; were it set, the helpers would be where the swap is made.
+TEST(ByteOrder, SwapHelpersSwapWhenTheSwitchIsSet) {
+    mEndType = 1;
+    EXPECT_EQ(0x3412, Swap16IfNeeded(0x1234));
+    EXPECT_EQ(0x78563412u, Swap32IfNeeded(0x12345678u));
+    EXPECT_EQ(0x0807060504030201ULL, Swap64IfNeeded(0x0102030405060708ULL));
+    EXPECT_EQ(0, GetEndType());  // the one writer puts it back to 0
+    EXPECT_EQ(0, mEndType.load());
+    EXPECT_EQ(0x1234, Swap16IfNeeded(0x1234));
+}
+
 TEST(ByteOrder, Swap32AlwaysReversesAndIpv4GoesOutInNetworkOrder) {
     EXPECT_EQ(0x0101A8C0u, Swap32Always(0xC0A80101u));
     uint8_t b[4];

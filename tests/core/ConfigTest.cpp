@@ -108,6 +108,7 @@ TEST(NewProgramProfile, ChoosesFlagPathThenDefaultThenLocal) {
     snprintf(l_config_file, sizeof l_config_file, "%s", dir.File("unreadable.conf").c_str());
     NewProgramProfile(dir.File("default.conf").c_str());
     EXPECT_EQ(dir.File("default.conf"), ConfigPath());
+    EXPECT_TRUE(log.Contains("use config file  [" + dir.File("default.conf") + "]"));
 
     NewProgramProfile(dir.File("absent.conf").c_str());
     EXPECT_EQ("./plug.conf", ConfigPath());

@@ -11,6 +11,7 @@
 #include "TestSupport.h"
 #include "core/Clock.h"
 #include "core/Globals.h"
+#include "core/Log.h"
 #include "core/Paths.h"
 #include "core/Plug.h"
 
@@ -41,6 +42,13 @@ struct Fake {
     std::function<int()> reloginResult = [] { return -1; };
     std::function<int()> heartbeatResult = [] { return 0; };
     int loginResult = 0;
+    int resolveResult = 0;
+    int commServerResult = 0;
+    int subdevResult = 0;
+    // Virtual time of the last DeleteServer and ReLogin, and the status file seen by ReLogin.
+    int64_t deleteServerAt = -1;
+    int64_t reloginAt = -1;
+    std::string statusAtRelogin;
     size_t Count(const std::string& name) const {
         size_t n = 0;
         for (const auto& c : calls)
@@ -54,14 +62,17 @@ Fake* gFake = nullptr;
 AgentOps FakeOps() {
     AgentOps ops{};
     ops.ResetRecvQueue = [] { gFake->calls.push_back("ResetRecvQueue"); };
-    ops.InitProtool = [] { return 0; };
+    ops.InitProtool = [] {
+        gFake->calls.push_back("InitProtool");
+        return gFake->resolveResult;
+    };
     ops.StartEaccess = [] {
         gFake->calls.push_back("StartEaccess");
         return 0;
     };
     ops.CommServerStart = [] {
         gFake->calls.push_back("CommServerStart");
-        return 0;
+        return gFake->commServerResult;
     };
     ops.Fn39Init = [] {
         gFake->calls.push_back("Fn39Init");
@@ -73,7 +84,7 @@ AgentOps FakeOps() {
     };
     ops.StartSubdev = [] {
         gFake->calls.push_back("StartSubdev");
-        return 0;
+        return gFake->subdevResult;
     };
     ops.ResetServerContext = [] { gFake->calls.push_back("ResetServerContext"); };
     ops.RegisterStart = [](const char* a) {
@@ -87,6 +98,8 @@ AgentOps FakeOps() {
     };
     ops.ReLogin = [] {
         gFake->calls.push_back("ReLogin");
+        gFake->reloginAt = NowMs();
+        gFake->statusAtRelogin = ReadFile(Paths().plugStatus);
         return gFake->reloginResult();
     };
     ops.HeartbeatStart = [] {
@@ -94,7 +107,10 @@ AgentOps FakeOps() {
         return gFake->heartbeatResult();
     };
     ops.DeleteHeartbear = [] { gFake->calls.push_back("DeleteHeartbear"); };
-    ops.DeleteServer = [] { gFake->calls.push_back("DeleteServer"); };
+    ops.DeleteServer = [] {
+        gFake->calls.push_back("DeleteServer");
+        gFake->deleteServerAt = NowMs();
+    };
     ops.ComF_send_pluginstate = [] {
         gFake->calls.push_back("pluginstate");
         return 0u;
@@ -200,9 +216,11 @@ TEST_F(Supervision, SessionEndingAfter19HoursLogsInAgain) {
     EXPECT_EQ(1u, fake.Count("ReLogin"));
     EXPECT_TRUE(log.Contains("ReLogin..."));
     EXPECT_FALSE(log.Contains("Ready to Register ..."));
-    // Session end: heartbeat and connection torn down before the 20 s pause.
+    // Session end: heartbeat and connection torn down, status 103, then the 20 s pause.
     EXPECT_EQ(1u, fake.Count("DeleteHeartbear"));
     EXPECT_EQ(1u, fake.Count("DeleteServer"));
+    EXPECT_EQ("103\n", fake.statusAtRelogin);
+    EXPECT_EQ(20000, fake.reloginAt - fake.deleteServerAt);
     EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
 }
 
@@ -308,6 +326,124 @@ TEST_F(Supervision, WeeklyExitAtASessionEndWithoutStatusWrite) {
     EXPECT_TRUE(log.Contains("After a week exit, restart ..."));
     EXPECT_EQ("001\n", Status());
     EXPECT_EQ(0u, fake.Count("DeleteServer"));
+}
+
+// The weekly restart is due when the pass counter is above 302400 at a session end: a session
+// that ends at pass 302400 is still torn down and followed by a new cycle, one at 302401 ends
+// the process.
+TEST_F(Supervision, WeeklyExitBoundaryIsPass302401) {
+    for (int64_t pass : {302400LL, 302401LL}) {
+        log.Clear();
+        fake.calls.clear();
+        int registrations = 0;
+        fake.registerResult = [&registrations](const char*) {
+            return registrations++ == 0 ? 0 : -1;
+        };
+        const int64_t endAt = clock.NowMs() - clock.start + pass * 2000;
+        bool ended = false;
+        clock.onSleep = [&ended, endAt](int64_t elapsed) {
+            if (!ended && elapsed >= endAt) {
+                ended = true;
+                mQuitPro = 1;
+            }
+        };
+        EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+        const bool exited = pass == 302401;
+        EXPECT_EQ(exited, log.Contains("After a week exit, restart ...")) << pass;
+        EXPECT_EQ(exited ? 0u : 1u, fake.Count("DeleteServer")) << pass;
+        mQuitPro = 0;
+    }
+}
+
+// Start-up: PlugMain with its command line, driven with the same fakes.
+class Startup : public Supervision {
+protected:
+    int Main(std::vector<std::string> args) {
+        args.insert(args.begin(), "plugagent");
+        std::vector<char*> argv;
+        for (auto& a : args)
+            argv.push_back(&a[0]);
+        argv.push_back(nullptr);
+        clock.onSleep = [this](int64_t elapsed) { sleeps.push_back(elapsed); };
+        return PlugMain(static_cast<int>(args.size()), argv.data(), FakeOps());
+    }
+    std::vector<int64_t> sleeps;  // virtual time at the end of each sleep
+    void TearDown() override {
+        SetLogMask(31);  // the capture restores its own mask; PlugMain changed it meanwhile
+        l_debug = 0;
+        Supervision::TearDown();
+    }
+};
+
+TEST_F(Startup, ServicesStartInOrderAfterTheSettings) {
+    fake.registerResult = [](const char*) { return -1; };
+    EXPECT_EQ(-1, Main({"-d"}));
+    const std::vector<std::string> want = {"ResetRecvQueue",  "InitProtool",       "StartEaccess",
+                                           "CommServerStart", "Fn39Init",          "Fn40Init",
+                                           "StartSubdev",     "ResetServerContext"};
+    ASSERT_GE(fake.calls.size(), want.size());
+    EXPECT_EQ(want, std::vector<std::string>(fake.calls.begin(), fake.calls.begin() + 8));
+    // 50 ms after the version line, then 10 ms before function 39 and before function 40.
+    ASSERT_GE(sleeps.size(), 3u);
+    EXPECT_EQ((std::vector<int64_t>{50, 60, 70}),
+              std::vector<int64_t>(sleeps.begin(), sleeps.begin() + 3));
+    EXPECT_TRUE(log.Contains("Log system [debug] working."));
+    EXPECT_TRUE(log.Contains("\033[1;32m>>>>>>>>>>>>>>>>> Plugin Version = 2.0.0.7-20221227"));
+}
+
+TEST_F(Startup, IdentityIsClearedBeforeTheOptions) {
+    memset(l_mac, 0xAA, sizeof l_mac);
+    memset(gSN, 'S', sizeof gSN);
+    EXPECT_EQ(-1, Main({"-m", "0011223344"}));  // refused: only the clearing has run
+    for (uint8_t b : l_mac)
+        EXPECT_EQ(0, b);
+    for (char c : gSN)
+        EXPECT_EQ('\0', c);
+}
+
+TEST_F(Startup, WrongOptionsReturnWithoutStartingAnything) {
+    EXPECT_EQ(-1, Main({"-m", "0011223344"}));
+    EXPECT_TRUE(log.Contains("Error: mac format must be \"aabbccddeeff\"."));
+    EXPECT_TRUE(log.Contains("Error wrong param(s)."));
+    EXPECT_TRUE(fake.calls.empty());
+    EXPECT_EQ("", Status());
+}
+
+TEST_F(Startup, WithoutDebugNotOneLineAfterTheOptions) {
+    EXPECT_EQ(-1, Main({}));
+    EXPECT_EQ(0u, GetLogMask());
+    EXPECT_EQ("", log.Text());
+    EXPECT_EQ("102\n", Status());  // the twelfth failed cycle still writes its status
+}
+
+TEST_F(Startup, FailedResolveWrites102AndEnds) {
+    fake.resolveResult = -1;
+    EXPECT_EQ(-1, Main({"-d"}));
+    EXPECT_TRUE(log.Contains("Dns parse failed, exit!!!"));
+    EXPECT_EQ("102\n", Status());
+    EXPECT_EQ((std::vector<std::string>{"ResetRecvQueue", "InitProtool"}), fake.calls);
+}
+
+TEST_F(Startup, CommServerFailureEndsWithoutStatus) {
+    fake.commServerResult = -1;
+    EXPECT_EQ(-1, Main({"-d"}));
+    EXPECT_TRUE(log.Contains("Comm server start error."));
+    EXPECT_EQ("CommServerStart", fake.calls.back());
+    EXPECT_EQ("", Status());
+}
+
+TEST_F(Startup, SubdevFailureIsLoggedAtDebugAndEnds) {
+    fake.subdevResult = -1;
+    EXPECT_EQ(-1, Main({"-d"}));
+    EXPECT_EQ("StartSubdev", fake.calls.back());
+    EXPECT_EQ("", Status());
+    const std::string text = log.Text();
+    size_t at = text.find("StartSubdev failed.");
+    ASSERT_NE(std::string::npos, at);
+    size_t lineStart = text.rfind("\n\n", at);
+    lineStart = lineStart == std::string::npos ? 0 : lineStart;
+    std::string line = text.substr(lineStart, at - lineStart);
+    EXPECT_NE(std::string::npos, line.find(" [DEBUG]\033[1;33m [Plug.cpp->PlugMain->")) << line;
 }
 
 }  // namespace

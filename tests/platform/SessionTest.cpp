@@ -220,4 +220,36 @@ TEST_F(Session, SilentPlatformIsDeclaredLostAfterThreePeriods) {
     SetClock(&clock);
 }
 
+// A re-login keeps mHeartTime and beepAck of the session that was lost: the new check thread
+// waits one 10-s period before its first test, so the new session's first heartbeat answer is
+// in before it looks, and the healthy new session is not declared lost at once.
+TEST_F(Session, CheckAfterReLoginWaitsOnePeriodBeforeItsFirstTest) {
+    static ScaledClock slower(10.0);  // 1 s of real time for the answer to be in before the check
+    SetClock(&slower);
+    Connect();
+    mHeartInterval = 20;
+    const int stale = static_cast<int>(NowSec()) - 1000;  // far more than three periods ago
+    mHeartTime = stale;
+    beepAck = 0;
+    Joined platform([&] {
+        for (int i = 0; i < 3; ++i) {  // the rules request comes first
+            Bytes frame = peer.ReadRaw();
+            if (!frame.empty() && frame[2] == 0x21) {
+                peer.Send({0xCC, 0xDD, 0x02, 0, 0, 0, 0});
+                return;
+            }
+        }
+    });
+    const int64_t started = NowSec();
+    ASSERT_EQ(0, HeartbeatStart());
+    platform.join();
+    ASSERT_TRUE(WaitUntil([stale] { return mHeartTime.load() != stale; }));
+    // Past the first 10-s check (the heartbeat period is 20 s, so no second heartbeat yet).
+    ASSERT_TRUE(WaitUntil([started] { return NowSec() - started >= 13; }));
+    EXPECT_EQ(0, mQuitPro.load());
+    EXPECT_FALSE(log.Contains("heart beep error"));
+    DeleteHeartbear();
+    SetClock(&clock);
+}
+
 }  // namespace
