@@ -77,7 +77,6 @@ void RespProc() {
         const FrameHeader& h = frame->header;
         if (h.msgType == 11) LOGD("regist or connnect ack len = %d,%d", h.optLen, h.dataLen);
         CBHandle(h, frame->opt, frame->data, first16);
-        SleepMs(kRespFramePauseMs);
     }
 }
 
