@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
@@ -195,6 +196,10 @@ int SocketInit(const char* address, int port) {
         ServerSock = fd;
     }
     LOGD("connected.");
+    // Every frame is written whole in one send; without this a reply that follows another
+    // (an answer, then "parser error") waits for the peer's delayed acknowledgement.
+    if (setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one) != 0)
+        LOGE("setsockopt(TCP_NODELAY) Failed!");
     int nonBlocking = 1;
     ioctl(fd, FIONBIO, &nonBlocking);
     return 0;
