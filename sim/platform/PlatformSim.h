@@ -98,6 +98,7 @@ private:
     void FlushConn(Conn& c);
     void CloseConn(int id, const char* by);
     void HandleFrame(Conn& c, const RawFrame& raw);
+    void PrintDecodedAnswer(const DecodedFrame& f);
     void AnswerRegister(Conn& c);
     void AnswerLogin(Conn& c);
     void AnswerHeartbeat(Conn& c, const RawFrame& raw);

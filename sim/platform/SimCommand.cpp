@@ -5,6 +5,8 @@
 #include <sstream>
 #include <vector>
 
+#include "FuncDecode.h"
+
 namespace psim {
 
 namespace {
@@ -50,6 +52,17 @@ std::string CmdCall(PlatformSim& sim, const Args& a, const std::string&) {
         params.insert(params.end(), part.begin(), part.end());
     }
     int tag = sim.Call(static_cast<uint16_t>(fid), params);
+    return "OK call tag=" + std::to_string(tag);
+}
+
+// A function call from readable arguments, e.g. "fn 45 dns1=8.8.8.8 dns2=8.8.4.4".
+std::string CmdFn(PlatformSim& sim, const Args& a, const std::string& line) {
+    if (a.size() < 2) return "ERR usage: fn <fid> [name=value...]";
+    uint16_t fid = 0;
+    Bytes params;
+    std::string error;
+    if (EncodeCallLine(Rest(line, 1), &fid, &params, &error) != 0) return "ERR " + error;
+    int tag = sim.Call(fid, params);
     return "OK call tag=" + std::to_string(tag);
 }
 
@@ -114,10 +127,10 @@ using Handler = std::string (*)(PlatformSim&, const Args&, const std::string&);
 
 const std::map<std::string, Handler>& Commands() {
     static const std::map<std::string, Handler> kCommands = {
-        {"call", CmdCall},    {"plug", CmdPlug},         {"frame", CmdFrame},
-        {"raw", CmdRaw},      {"junk", CmdJunk},         {"heartbeat", CmdHeartbeat},
-        {"set", CmdSet},      {"disconnect", CmdSimple}, {"drop", CmdSimple},
-        {"ports", CmdSimple},
+        {"call", CmdCall},           {"fn", CmdFn},        {"plug", CmdPlug},
+        {"frame", CmdFrame},         {"raw", CmdRaw},      {"junk", CmdJunk},
+        {"heartbeat", CmdHeartbeat}, {"set", CmdSet},      {"disconnect", CmdSimple},
+        {"drop", CmdSimple},         {"ports", CmdSimple},
     };
     return kCommands;
 }
@@ -127,6 +140,8 @@ const std::map<std::string, Handler>& Commands() {
 const char* CommandHelp() {
     return "commands:\n"
            "  call <fid> [hex...]            function call (type 20), parameters from byte 10\n"
+           "  fn <fid> [name=value...]       function call from named parameters "
+           "(docs/funcdecode.md)\n"
            "  plug <18|25> <datatype> <text> plug-in data\n"
            "  disconnect                     forced disconnect (type 3)\n"
            "  drop                           close the connection\n"

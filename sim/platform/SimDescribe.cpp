@@ -7,8 +7,6 @@
 
 namespace psim {
 
-namespace {
-
 bool Printable(const uint8_t* p, size_t n) {
     if (n == 0) return false;
     for (size_t i = 0; i < n; ++i)
@@ -16,6 +14,8 @@ bool Printable(const uint8_t* p, size_t n) {
             return false;
     return true;
 }
+
+namespace {
 
 std::string Mac(const uint8_t* p) {
     char buf[16];

@@ -10,6 +10,9 @@ namespace psim {
 
 std::string DescribeFrame(const DecodedFrame& f);
 
+// True for non-empty text (printable ASCII, tabs and line ends).
+bool Printable(const uint8_t* p, size_t n);
+
 // Printable text as text="..." (with \" \\ \n escapes), anything else as hex=...
 std::string DescribeData(const uint8_t* p, size_t n);
 

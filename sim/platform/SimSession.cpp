@@ -3,14 +3,29 @@
 #include <cstring>
 #include <sstream>
 
+#include "FuncDecode.h"
 #include "PlatformSim.h"
 #include "SimConn.h"
 #include "SimDescribe.h"
 #include "SimMessages.h"
+#include "core/ByteOrder.h"
 
 namespace psim {
 
-namespace {}  // namespace
+namespace {
+
+// The function answer carried by a reply with MAC (type 26): body bytes 11 on, as many as its
+// length field says and the body holds. Empty for text replies ("parser error", ...).
+Bytes FunctionAnswerOf(const DecodedFrame& f) {
+    const Bytes& b = f.plain;
+    if (f.raw.MsgType() != 26 || b.size() < 11 + 6) return Bytes();
+    size_t len = GetField16(&b[9]);
+    if (len > b.size() - 11) len = b.size() - 11;
+    if (len < 6) return Bytes();
+    return Bytes(b.begin() + 11, b.begin() + 11 + static_cast<long>(len));
+}
+
+}  // namespace
 
 void PlatformSim::HandleFrame(Conn& c, const RawFrame& raw) {
     DecodedFrame f = DecodeFrame(settings_.key, raw);
@@ -22,6 +37,7 @@ void PlatformSim::HandleFrame(Conn& c, const RawFrame& raw) {
     std::ostringstream o;
     o << "RX conn=" << c.id << " srv=" << ServerName(c.server) << " " << DescribeFrame(f);
     Emit(o.str(), c.id, c.server, &f);
+    if (settings_.decode) PrintDecodedAnswer(f);
     switch (raw.MsgType()) {
         case 1:
             AnswerHeartbeat(c, raw);
@@ -35,6 +51,14 @@ void PlatformSim::HandleFrame(Conn& c, const RawFrame& raw) {
         default:
             break;
     }
+}
+
+void PlatformSim::PrintDecodedAnswer(const DecodedFrame& f) {
+    Bytes ans = FunctionAnswerOf(f);
+    if (ans.empty() || Printable(ans.data(), ans.size())) return;
+    std::istringstream text(DecodeFunctionAnswer(ans.data(), ans.size()));
+    for (std::string line; std::getline(text, line);)
+        Print("  " + line);
 }
 
 void PlatformSim::SendPlan(int connId, const AnswerPlan& plan, const Bytes& answerPlain,

@@ -88,6 +88,7 @@ const std::map<std::string, Setter>& Table() {
         {"heartbeats", IntSetter(&SimSettings::heartbeats, -1, 1000000000)},
         {"call-dt", IntSetter(&SimSettings::callDataType, 0, 255)},
         {"quick-ack", IntSetter(&SimSettings::quickAck, 0, 1)},
+        {"decode", IntSetter(&SimSettings::decode, 0, 1)},
     };
     return kTable;
 }
@@ -104,7 +105,7 @@ std::string ApplySetting(SimSettings* s, const std::string& name, const std::str
 const char* SettingNames() {
     return "key reg-addr reg-port login-addr login-port reg-mode reg-delay-ms reg-error "
            "login-mode login-delay-ms login-error token answer-ip answer-port plugin-id interval "
-           "heartbeats call-dt quick-ack";
+           "heartbeats call-dt quick-ack decode";
 }
 
 }  // namespace psim

@@ -39,6 +39,8 @@ struct SimSettings {
     // delayed ACK, so that an agent writing two small frames in a row is not held back by
     // Nagle's algorithm waiting for that ACK.
     int quickAck = 0;
+    // 1: print every function answer decoded field by field after its RX line.
+    int decode = 0;
 };
 
 // Applies one named setting. Returns an empty string, or the reason it was refused.

@@ -173,6 +173,9 @@ TEST(SimCommand, ParsesAndRefuses) {
         {"call", false},
         {"call 70000", false},
         {"call 2 0g", false},
+        {"fn 45 dns1=8.8.8.8 dns2=8.8.4.4", true},
+        {"fn 45 dns1=8.8.8.8", false},
+        {"fn", false},
         {"plug 18 7 {\"x\":1}", true},
         {"plug 18 x y", false},
         {"frame 20 0 - 0102", true},
@@ -195,6 +198,7 @@ TEST(SimCommand, ParsesAndRefuses) {
     EXPECT_TRUE(RunCommand(sim, "quit", onQuit));
     EXPECT_TRUE(quit);
     EXPECT_EQ(sim.Count("OK call tag=2"), 1u);  // the second call got the second tag
+    EXPECT_EQ(sim.Count("OK call tag=3"), 1u);  // "fn" takes the next one
 }
 
 }  // namespace
