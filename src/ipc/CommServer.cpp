@@ -20,6 +20,7 @@
 #include "core/Clock.h"
 #include "core/Limits.h"
 #include "core/Log.h"
+#include "core/Thread.h"
 #include "core/Paths.h"
 #include "ipc/AutoReport.h"
 #include "ipc/CommInternal.h"
@@ -56,18 +57,6 @@ std::mutex gStopMu;  // the accept pause after a refused companion
 std::condition_variable gStopCv;
 std::atomic<int> gStopFd{-1};    // readable once CommServerStop has begun
 std::atomic<int> gListenFd{-1};  // closed by CommServerStop only
-
-template <typename Fn>
-void RunNamed(const char* name, Fn fn) {
-    pthread_setname_np(pthread_self(), name);
-    try {
-        fn();
-    } catch (const std::exception& e) {
-        LOGE("thread %s ended by exception: %s", name, e.what());
-    } catch (...) {
-        LOGE("thread %s ended by unknown exception", name);
-    }
-}
 
 // Waits `ms` on the clock seam unless the server is stopped first.
 void PauseUnlessStopped(long ms) {
@@ -213,7 +202,7 @@ void ClientLoop(int fd) {
 }
 
 void ServerThread(int fd) {
-    RunNamed("CommInstance", [fd] {
+    RunNamedThread("CommInstance", [fd] {
         LOGD("create a instance...");
         fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
         InstanceSocket.store(fd);
@@ -242,16 +231,6 @@ void CommReleaseProc() {
         client.join();
         InstanceState.store(0);
         LOGD("release ok");
-    }
-}
-
-template <typename Fn>
-bool StartThread(std::thread& t, const char* name, Fn fn) {
-    try {
-        t = std::thread([name, fn] { RunNamed(name, fn); });
-        return true;
-    } catch (const std::exception&) {
-        return false;
     }
 }
 
@@ -307,12 +286,12 @@ int CommServerStart() {
         return -1;
     }
     gStopFd.store(sfd);
-    if (!StartThread(CommHandlePID, "CommRecvHandle", CommRecvHandle) ||
-        !StartThread(CommServerPID, "CommServerProc", CommServerProc)) {
+    if (!StartNamedThread(&CommHandlePID, "CommRecvHandle", CommRecvHandle) ||
+        !StartNamedThread(&CommServerPID, "CommServerProc", CommServerProc)) {
         LOGE("Create CommServerProc failed.");
         return -1;
     }
-    if (!StartThread(CommReleasePID, "CommRelease", CommReleaseProc)) {
+    if (!StartNamedThread(&CommReleasePID, "CommRelease", CommReleaseProc)) {
         LOGE("Create CommReleaseProc failed.");
         return -1;
     }

@@ -20,6 +20,7 @@
 #include "core/Config.h"
 #include "core/Globals.h"
 #include "core/Log.h"
+#include "core/Thread.h"
 #include "core/Status.h"
 #include "platform/Protool.h"
 #include "platform/TcpServer.h"
@@ -221,26 +222,6 @@ int LoginTo(long waitSec) {
     return -1;
 }
 
-template <typename F>
-bool StartSessionThread(std::thread* t, const char* name, F body) {
-    try {
-        *t = std::thread([name, body] {
-            pthread_setname_np(pthread_self(), name);
-            try {
-                body();
-            } catch (const std::exception& e) {
-                LOGE("%s: %s", name, e.what());
-            } catch (...) {
-                LOGE("%s: unknown exception", name);
-            }
-        });
-        return true;
-    } catch (const std::system_error& e) {
-        errno = e.code().value();
-        return false;
-    }
-}
-
 void HeartbeatProc() {
     while (mQuitPro == 0) {
         SendHeartbeat();
@@ -322,7 +303,7 @@ int ReLogin() {
 }
 
 int HeartbeatStart() {
-    if (!StartSessionThread(&gSession.check, "plug-check", CheckProc)) {
+    if (!StartNamedThread(&gSession.check, "plug-check", CheckProc)) {
         LOGE("Created check thread failed errno=%d", errno);
         WritePlugStatus(kStatusFatal);
         LOGE("exit");
@@ -332,7 +313,7 @@ int HeartbeatStart() {
     SleepMs(kServiceGapMs);
     RulesRequest();
     SleepMs(kServiceGapMs);
-    if (!StartSessionThread(&gSession.heartbeat, "plug-heartbeat", HeartbeatProc)) {
+    if (!StartNamedThread(&gSession.heartbeat, "plug-heartbeat", HeartbeatProc)) {
         LOGE("Created heartbeat thread failed errno=%d", errno);
         WritePlugStatus(kStatusFatal);
         return -1;

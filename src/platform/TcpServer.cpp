@@ -23,6 +23,7 @@
 #include "core/Clock.h"
 #include "core/Globals.h"
 #include "core/Log.h"
+#include "core/Thread.h"
 #include "core/Status.h"
 #include "platform/Dispatch.h"
 #include "platform/Session.h"
@@ -49,19 +50,6 @@ void CloseSocketLocked() {
     std::lock_guard<std::mutex> g(gConnMu);
     int fd = ServerSock.exchange(0);
     if (fd > 0) close(fd);
-}
-
-// Runs a thread body with its name set and nothing escaping it.
-template <typename F>
-void RunThread(const char* name, F body) {
-    pthread_setname_np(pthread_self(), name);
-    try {
-        body();
-    } catch (const std::exception& e) {
-        LOGE("%s: %s", name, e.what());
-    } catch (...) {
-        LOGE("%s: unknown exception", name);
-    }
 }
 
 void RespProc() {
@@ -205,16 +193,6 @@ int SocketInit(const char* address, int port) {
     return 0;
 }
 
-template <typename F>
-bool StartThread(std::thread* t, const char* name, F body) {
-    try {
-        *t = std::thread([name, body] { RunThread(name, body); });
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
 // Joins whatever threads the last connection left (they end once ServerRun is 0).
 void JoinLogged(std::thread& t, const char* failText) {
     try {
@@ -241,12 +219,12 @@ int ServerInit(const char* address, int port) {
     ServerRun = 1;
     GetRecvQueue().Reset();
     if (SocketInit(address, port) != 0) return -1;
-    if (!StartThread(&gThreads.resp, "plug-resp", RespProc)) {
+    if (!StartNamedThread(&gThreads.resp, "plug-resp", RespProc)) {
         LOGE("Create response thread failed");
         return -1;
     }
     gThreads.state = 1;
-    if (!StartThread(&gThreads.recv, "plug-recv", ServerRecv)) {
+    if (!StartNamedThread(&gThreads.recv, "plug-recv", ServerRecv)) {
         LOGE("Create receive thread error.");
         return -1;
     }
