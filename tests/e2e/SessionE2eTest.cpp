@@ -254,7 +254,7 @@ TEST(SessionE2e, SessionEndingAfter72000SecondsRegistersAgain) {
     // 72000 s of agent time only pass in a test at a very high scale. The waits of the agent
     // become milliseconds, so a login may time out and be retried: the session's age is read
     // from the agent's own heartbeat time stamps on the final login connection.
-    const double scale = 5000;
+    const double scale = 3000;
     psim::SimSettings s;
     s.interval = 24001;  // heartbeats at T0, T0+24001, T0+48002, T0+72003
     auto sim = StartSim(s);
@@ -269,7 +269,8 @@ TEST(SessionE2e, SessionEndingAfter72000SecondsRegistersAgain) {
             auto t = HeartbeatTimes(*sim, conn);
             return t.size() >= 4 && t.back() - t.front() >= 72000;
         },
-        std::chrono::milliseconds(RealMs(150000, scale))))
+        // A login retried on a loaded machine starts the count again: room for several.
+        std::chrono::milliseconds(RealMs(300000, scale))))
         << agent.Log();
     size_t mark = EventCount(*sim);
     sim->Drop();
