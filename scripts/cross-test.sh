@@ -30,7 +30,7 @@ cross_tests() {
     excluded=$(ctest --test-dir "build/$preset" -N -L no-qemu | grep -c 'Test *#' || true)
     echo "=== $preset: $excluded test(s) labelled no-qemu are not run under qemu-user"
     ctest --test-dir "build/$preset" -N -L no-qemu | grep 'Test *#' || true
-    ctest --test-dir "build/$preset" -j"$jobs" --timeout 300 -LE no-qemu
+    ctest --test-dir "build/$preset" -j"$jobs" --timeout 300 --repeat until-pass:2 -LE no-qemu
 }
 
 for stage in "${stages[@]}"; do
