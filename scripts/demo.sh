@@ -33,7 +33,7 @@ export PLUG_SDK_STATE=$dir/router.json PLUG_SDK_CALL_LOG=$dir/sdk-calls.log
 
 "$build/sim/platform/platformsim" --key demo-key-123456 --interval 20 --fifo "$dir/ctl" \
     --ports-file "$dir/ports" --no-stdin >"$dir/platform.out" &
-pids+=($!)
+pids+=("$!")
 for _ in $(seq 100); do [ -s "$dir/ports" ] && break; sleep 0.05; done
 reg_port=$(sed -n 's/^reg=//p' "$dir/ports")
 
@@ -49,7 +49,7 @@ CONF
 PLUG_RUNTIME_DIR=$dir PLUG_TIME_SCALE=10 "$build/src/plugagent" -d -f "$dir/plug.conf" \
     -m A1B2C3D4E5F6 2>"$dir/agent.log" &
 agent_pid=$!
-pids+=($agent_pid)
+pids+=("$agent_pid")
 
 wait_for() {  # wait_for FILE PATTERN: until FILE holds a line matching PATTERN (20 s at most)
     for _ in $(seq 400); do grep -q -- "$2" "$1" 2>/dev/null && return 0; sleep 0.05; done
@@ -61,7 +61,7 @@ send() { echo "$*" >"$dir/ctl"; }
 wait_for "$dir/agent.log" 'Login done'
 "$build/sim/companion/companionsim" -s "$dir/CommServer" -e "set mesh 1" \
     >"$dir/companion.out" 2>&1 </dev/null &
-pids+=($!)
+pids+=("$!")
 wait_for "$dir/platform.out" ' type=1 '  # the first heartbeat
 wait_for "$dir/agent.log" 'create a instance'
 
