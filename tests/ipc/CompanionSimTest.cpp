@@ -1,4 +1,6 @@
 // The companion simulator against the real server: answers, control lines and its frame log.
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "CommServerFixture.h"
@@ -25,13 +27,15 @@ protected:
         fclose(out);
         CommServerTest::TearDown();
     }
+    // Reads what the simulator printed without moving the stream it still writes to (a rewind
+    // would make its next line overwrite the first ones).
     std::string Printed() {
         fflush(out);
-        rewind(out);
         std::string text;
         char buf[512];
-        while (fgets(buf, sizeof buf, out))
-            text += buf;
+        off_t at = 0;
+        for (ssize_t n; (n = pread(fileno(out), buf, sizeof buf, at)) > 0; at += n)
+            text.append(buf, static_cast<size_t>(n));
         return text;
     }
     FILE* out = nullptr;
