@@ -12,11 +12,16 @@
 #include "ipc/CommFrame.h"
 #include "ipc/CommInternal.h"
 #include "ipc/CommServer.h"
-#include "lan/Fn40.h"
 
 namespace {
 
 std::atomic<unsigned long> gHandled{0};
+
+void DropFn40List(const uint8_t*, size_t len) {
+    LOGE("function-40 list dropped: no sub-device filter installed (length %d)",
+         static_cast<int>(len));
+}
+std::atomic<Fn40ListHandler> gFn40Handler{DropFn40List};
 
 const char* const kQueryNames[] = {"comm_get_version", "comm_get_base_info", "comm_get_wan_cfg",
                                    "comm_get_wans_cfg", "comm_get_wan_tcp_con_num"};
@@ -41,7 +46,7 @@ void Dispatch(const CommFrameView& f) {
     if (id >= 1 && id <= 5) {
         LOGD("%s", kQueryNames[id - 1]);
     } else if (id == 40) {
-        Fn40Handle(f.payload, f.payloadLen);
+        gFn40Handler.load()(f.payload, f.payloadLen);
     } else if (IsResponse(id)) {
         CommFuncRecv(f.payload, f.payloadLen);
     } else if (id == 81) {
@@ -88,4 +93,8 @@ void CommRecvHandle() {
         } else
             CommWaitQueue();
     }
+}
+
+void SetFn40ListHandler(Fn40ListHandler handler) {
+    gFn40Handler = handler ? handler : DropFn40List;
 }

@@ -27,5 +27,9 @@ int CommServerSend(const uint8_t* buf, size_t len);
 // Waits up to `ticks` x 50 ms (at most 1200 ticks) for CommReceived: 0 when it was set, -1 on
 // time-out. Wakes as soon as the frame handler sets it.
 int Route_Wait(int ticks);
+// Function-40 frames (the companion's sub-device list) go to this handler, installed once by the
+// executable; nullptr restores the default, which logs and drops the list.
+using Fn40ListHandler = void (*)(const uint8_t* payload, size_t len);
+void SetFn40ListHandler(Fn40ListHandler handler);
 // Queue elements the frame handler has finished with, accepted or not (for tests and bench).
 unsigned long CommHandledElements();

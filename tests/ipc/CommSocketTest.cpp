@@ -116,8 +116,7 @@ TEST_F(RulesTest, CompanionRequestsAndReports) {
     EXPECT_EQ(std::string(state.begin() + 14, state.end()), online);
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(998, 2, {'x'}), "Old plugin no plugin state"));
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(999, 3, {8}), "update firmware file error."));
-    ASSERT_TRUE(
-        SendAndWaitLog(CompanionFrame(40, 4, Bytes(41, 0)), "sub-device filter not built yet"));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(40, 4, Bytes(41, 0)), "function-40 list dropped"));
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(2, 5, {1}), "comm_get_base_info"));
     ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(87, 6, {1})));
     EXPECT_TRUE(log.Contains("Error funcID"));

@@ -8,6 +8,7 @@
 #include "functions/ProtoolSdk.h"
 #include "ipc/ComF.h"
 #include "ipc/CommServer.h"
+#include "lan/Fn40.h"
 #include "lan/Lan.h"
 #include "platform/Dispatch.h"
 #include "platform/Session.h"
@@ -17,6 +18,7 @@ int main(int argc, char** argv) {
     ClockInitFromEnv();
     PathsInitFromEnv();
     SetFunctionCallHandler(ParserProtoolData);
+    SetFn40ListHandler(Fn40Handle);
     AgentOps ops{};
     ops.ResetRecvQueue = ResetRecvQueue;
     ops.InitProtool = InitProtool;
