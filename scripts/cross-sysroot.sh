@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Prepares what a cross build for ARCH (s390x or armhf) needs on a Debian 12 build machine:
+# Prepares what a cross build for ARCH (s390x, armhf or mipsel) needs on a Debian 12 build machine:
 # the cross compiler and qemu-user as ordinary packages, and the target's OpenSSL, cJSON and
 # GoogleTest dev packages unpacked into DIR (a private sysroot).
 #
@@ -16,6 +16,7 @@ dir=${2:?usage: cross-sysroot.sh ARCH DIR}
 case "$arch" in
     s390x) triplet=s390x-linux-gnu ;;
     armhf) triplet=arm-linux-gnueabihf ;;
+    mipsel) triplet=mipsel-linux-gnu ;;
     *) echo "cross-sysroot.sh: unknown architecture '$arch'" >&2; exit 2 ;;
 esac
 target_pkgs=(libssl-dev libssl3 libcjson-dev libcjson1 libgtest-dev)
