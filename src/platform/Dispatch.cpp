@@ -20,8 +20,9 @@ using namespace limits;
 namespace {
 
 // Until the executable installs its handlers: what the function dispatcher answers for an ID it
-// does not know (IDs 0 and 32767 up: nothing; others: the 6-byte answer with code 7), and
-// what the plug-in data handler does with a data type it does not know (nothing, result 0).
+// does not know (IDs 0 and 32767 up: nothing; others: the 6-byte answer with code 7). Plug-in
+// data that no handler took is not done, so it is answered as a failure (-1, as a body that does
+// not parse), never as a success.
 constexpr uint16_t kCodeUnsupported = 7;
 constexpr uint16_t kHighestAnsweredId = 32766;
 
@@ -38,8 +39,10 @@ int UnknownFunctionCall(const uint8_t* req, size_t reqLen, uint8_t* ans, size_t*
     return -1;
 }
 
+constexpr int kPlugDataNotDone = -1;
+
 int UnknownPlugData(uint8_t, const char*, size_t) {
-    return 0;
+    return kPlugDataNotDone;
 }
 
 std::atomic<FunctionCallHandler> gFunctionCall{UnknownFunctionCall};

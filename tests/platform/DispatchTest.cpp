@@ -220,11 +220,11 @@ TEST_F(Dispatch, PlugDataGoesToTheHookAndItsResultIsTheReply) {
     EXPECT_EQ("{\"a\":1}", gSeenText);
 }
 
-TEST_F(Dispatch, WithoutHookPlugDataIsAnUnknownTypeWithResultZero) {
+TEST_F(Dispatch, WithoutHookPlugDataIsAnsweredAsNotDone) {
     Deliver(MakeFrame(kKey, 18, {}, PlugBody(77, 2, Text("{}"))));
     Reply r = Next();
-    EXPECT_EQ(0, r.code);
-    EXPECT_EQ("{\"result\":0}", DataOf(r, 5));
+    EXPECT_EQ(0xFFFF, r.code);
+    EXPECT_EQ("{\"result\":-1}", DataOf(r, 5));
 }
 
 TEST_F(Dispatch, PlugDataWithoutChecksumTestHasNoReplyAndALengthLimit) {
