@@ -271,6 +271,13 @@ void ReplyWithMac(const FrameHeader& h, const uint8_t* data) {
 
 }  // namespace
 
+bool HandleOnReceipt(const FrameHeader& h, int16_t first16) {
+    // A frame whose 16-bit value says "net error" ends the session in CBHandle, in order.
+    if (h.msgType != kMsgHeartbeatAck || first16 == -1) return false;
+    HeartbeatAck();
+    return true;
+}
+
 void SetFunctionCallHandler(FunctionCallHandler handler) {
     gFunctionCall = handler ? handler : UnknownFunctionCall;
 }

@@ -26,6 +26,7 @@
 #include "core/Thread.h"
 #include "core/Status.h"
 #include "platform/Dispatch.h"
+#include "platform/FrameQueue.h"
 #include "platform/Session.h"
 #include "platform/TcpQueue.h"
 
@@ -45,6 +46,7 @@ struct ConnThreads {
     std::thread recv;
     int state = 0;
 } gThreads;
+FrameQueue gFrames;  // cut by the receive thread, handled by the response thread
 
 void CloseSocketLocked() {
     std::lock_guard<std::mutex> g(gConnMu);
@@ -54,18 +56,23 @@ void CloseSocketLocked() {
 
 void RespProc() {
     std::unique_ptr<QueuedFrame> frame(new QueuedFrame);
-    int16_t first16 = 0;  // pop leaves it alone for a frame without data block
-    RecvQueue& queue = GetRecvQueue();
+    int16_t first16 = 0;
     while (ServerRun == 1) {
-        int r = queue.pop(frame.get(), &first16);
-        if (r == -1) {
-            queue.WaitForPush(kRespIdleMs, ServerRun);
-            continue;
-        }
-        if (r != 0) continue;
+        if (gFrames.Pop(frame.get(), &first16, kRespIdleMs, ServerRun) != 0) continue;
         const FrameHeader& h = frame->header;
         if (h.msgType == 11) LOGD("regist or connnect ack len = %d,%d", h.optLen, h.dataLen);
         CBHandle(h, frame->opt, frame->data, first16);
+    }
+}
+
+// Cuts every complete frame out of the receive queue: heartbeat answers are handled here at
+// once, every other frame goes to the response thread in arrival order.
+void CutFrames(QueuedFrame* frame, int16_t* first16) {
+    RecvQueue& queue = GetRecvQueue();
+    int r;
+    while ((r = queue.pop(frame, first16)) != -1) {
+        if (r != 0 || HandleOnReceipt(frame->header, *first16)) continue;
+        gFrames.Push(*frame, *first16);
     }
 }
 
@@ -109,6 +116,8 @@ ssize_t RecvLocked(uint8_t* buf, size_t size, int* err) {
 
 void ServerRecv() {
     uint8_t buf[kRecvChunk];
+    std::unique_ptr<QueuedFrame> frame(new QueuedFrame);
+    int16_t first16 = 0;  // pop leaves it alone for a frame without data block
     int pollErrors = 0;
     int zeroReads = 0;
     int recvErrors = 0;
@@ -132,6 +141,7 @@ void ServerRecv() {
         ssize_t n = RecvLocked(buf, sizeof buf, &err);
         if (n > 0) {
             queue.push(buf, static_cast<size_t>(n));
+            CutFrames(frame.get(), &first16);
             pollErrors = zeroReads = recvErrors = 0;
         } else if (n == 0) {
             if (++zeroReads >= kMaxZeroReads) {
@@ -218,6 +228,7 @@ int ServerInit(const char* address, int port) {
     JoinConnThreads();
     ServerRun = 1;
     GetRecvQueue().Reset();
+    gFrames.Clear();
     if (SocketInit(address, port) != 0) return -1;
     if (!StartNamedThread(&gThreads.resp, "plug-resp", RespProc)) {
         LOGE("Create response thread failed");
@@ -243,7 +254,7 @@ int SendFrame(const uint8_t* frame, size_t len) {
 
 void DeleteServer() {
     ServerRun = 0;
-    GetRecvQueue().Wake();
+    gFrames.Wake();
     SleepMs(kDeleteServerSettleMs);
     JoinConnThreads();
     CloseSocketLocked();
@@ -251,6 +262,7 @@ void DeleteServer() {
 
 void ResetRecvQueue() {
     GetRecvQueue().Reset();
+    gFrames.Clear();
 }
 
 void ResetServerRun() {

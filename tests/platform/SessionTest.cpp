@@ -252,4 +252,46 @@ TEST_F(Session, CheckAfterReLoginWaitsOnePeriodBeforeItsFirstTest) {
     SetClock(&clock);
 }
 
+// A companion that answers a function call only after 59 s holds the response thread that long.
+// The call arrives 15 s after a heartbeat answer, so by the check at 70 s the last answer the
+// session saw would be older than three 20-s periods had the answers at 20, 40 and 60 s waited
+// behind the call. They are handled on the receive thread: the session survives.
+int SlowCompanionCall(const uint8_t* req, size_t, uint8_t* ans, size_t* ansLen) {
+    SleepMs(59000);
+    memcpy(ans, req, 6);
+    *ansLen = 6;
+    return 0;
+}
+
+TEST_F(Session, FunctionCallOf59SecondsDoesNotStarveHeartbeatAnswers) {
+    static ScaledClock fast(20.0);
+    SetClock(&fast);
+    Connect();
+    mHeartInterval = 20;
+    SetFunctionCallHandler(SlowCompanionCall);
+    int64_t started = NowSec();
+    std::atomic<int64_t> repliedAt{0};
+    Joined platform([&] {
+        bool called = false;
+        while (NowSec() - started < 90) {
+            Bytes raw = peer.ReadRaw(100);
+            int type = raw.size() > 2 ? raw[2] & 31 : 0;
+            if (type == 26) repliedAt = NowSec();
+            if (type != 1) continue;
+            peer.Send({0xCC, 0xDD, 0x02, 0, 0, 0, 0});
+            if (called) continue;
+            called = true;
+            SleepMs(15000);
+            peer.Send(MakeFrame(kKey, 20, {}, CallBody(9, 10, Bytes(10, 0))));
+        }
+    });
+    ASSERT_EQ(0, HeartbeatStart());
+    platform.join();
+    EXPECT_GE(repliedAt.load() - started, 15 + 59);  // the call ran its 59 s
+    EXPECT_EQ(0, mQuitPro.load());
+    EXPECT_FALSE(log.Contains("heart beep error"));
+    DeleteHeartbear();
+    SetClock(&clock);
+}
+
 }  // namespace
