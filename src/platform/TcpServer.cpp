@@ -21,13 +21,12 @@
 #include <thread>
 
 #include "core/Clock.h"
-#include "core/Globals.h"
 #include "core/Log.h"
 #include "core/Thread.h"
 #include "core/Status.h"
 #include "platform/Dispatch.h"
 #include "platform/FrameQueue.h"
-#include "platform/Session.h"
+#include "platform/SessionState.h"
 #include "platform/TcpQueue.h"
 
 using namespace limits;
@@ -76,13 +75,10 @@ void CutFrames(QueuedFrame* frame, int16_t* first16) {
     }
 }
 
-// The session is over: the supervision loop sees mQuitPro and tears down.
+// The connection is lost: the session is over, the supervision loop sees it and tears down.
 void EndSession() {
-    mLogin = 0;
-    WritePlugStatus(kStatusSessionEnded);
-    mQuitPro = 1;
+    if (PlatformSession().LinkLost()) WritePlugStatus(kStatusSessionEnded);
     CloseSocketLocked();
-    SessionWake();
 }
 
 enum class Wait { kReadable, kTimeout, kFailed, kOther };
