@@ -17,5 +17,6 @@ int SendFrame(const uint8_t* frame, size_t len);
 void DeleteServer();
 // Empties the receive queue (its fill offset back to 0).
 void ResetRecvQueue();
-// Clears the connection's run flag without stopping anything (the session context reset).
+// Marks the connection unused without stopping anything (the session context reset), so that
+// ServerInit may run again after a failed one.
 void ResetServerRun();

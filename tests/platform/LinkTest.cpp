@@ -2,6 +2,8 @@
 // fake platform peer on loopback.
 #include <gtest/gtest.h>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -302,6 +304,27 @@ TEST_F(Link, DescriptorAbove1023Works) {
     EXPECT_TRUE(WaitUntil([] { return PlatformSession().LastHeartbeatAnswer() != 0; }));
     EXPECT_EQ(0, SendHeartbeat());
     EXPECT_EQ(11u, peer.ReadRaw().size());
+}
+
+// A daemon started with standard input closed gets descriptor 0 from socket(): it is a
+// connection like any other.
+TEST_F(Link, DescriptorZeroIsAConnection) {
+    int saved = dup(0);
+    close(0);
+    Connect();
+    struct sockaddr_in sa;
+    socklen_t len = sizeof sa;
+    bool gotZero = getsockname(0, reinterpret_cast<struct sockaddr*>(&sa), &len) == 0;
+    ASSERT_TRUE(peer.Send({0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00}));
+    EXPECT_TRUE(WaitUntil([] { return PlatformSession().LastHeartbeatAnswer() != 0; }));
+    EXPECT_EQ(0, SendHeartbeat());
+    EXPECT_EQ(11u, peer.ReadRaw().size());
+    DeleteServer();
+    if (saved >= 0) {
+        dup2(saved, 0);
+        close(saved);
+    }
+    EXPECT_TRUE(gotZero);
 }
 
 TEST_F(Link, ResetRecvQueueEmptiesIt) {
