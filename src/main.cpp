@@ -12,7 +12,7 @@
 #include "lan/Lan.h"
 #include "platform/Dispatch.h"
 #include "platform/Session.h"
-#include "platform/TcpServer.h"
+#include "platform/PlatformLink.h"
 
 int main(int argc, char** argv) {
     ClockInitFromEnv();

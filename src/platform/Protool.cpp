@@ -14,7 +14,7 @@
 #include "platform/Frame.h"
 #include "platform/Session.h"
 #include "platform/SessionState.h"
-#include "platform/TcpServer.h"
+#include "platform/PlatformLink.h"
 
 using namespace limits;
 

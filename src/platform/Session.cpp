@@ -23,7 +23,7 @@
 #include "core/Status.h"
 #include "platform/Protool.h"
 #include "platform/SessionState.h"
-#include "platform/TcpServer.h"
+#include "platform/PlatformLink.h"
 
 using namespace limits;
 

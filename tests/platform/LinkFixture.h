@@ -16,7 +16,7 @@
 #include "platform/Protool.h"
 #include "platform/Session.h"
 #include "platform/SessionState.h"
-#include "platform/TcpServer.h"
+#include "platform/PlatformLink.h"
 
 namespace testplatform {
 

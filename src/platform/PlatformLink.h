@@ -1,4 +1,5 @@
-// The agent's TCP connection to a platform server and its receive / response threads.
+// The platform client's link: its one TCP connection to a platform server, with the receive thread
+// (ServerRecv) that cuts frames and the response thread (RespProc) that handles them.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "platform/TcpServer.h"
+#include "platform/PlatformLink.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
