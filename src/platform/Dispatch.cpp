@@ -129,9 +129,8 @@ void HeartbeatAck() {
 // result to the entry. Until then no frame is handled any more.
 void ForceDisconnect() {
     LOGI("force disconnect exit !!!!!");
-    WritePlugStatus(kStatusForcedOff);
+    PlatformSession().ForcedDisconnect([] { WritePlugStatus(kStatusForcedOff); });
     LOGE("exit at [%s] %d ", "CBHandle", __LINE__);
-    PlatformSession().ForcedDisconnect();
 }
 
 void LogAckOption(const FrameHeader& h, const uint8_t* opt) {

@@ -80,7 +80,7 @@ void CutFrames(QueuedFrame* frame, int16_t* first16) {
 
 // The connection is lost: the session is over, the supervision loop sees it and tears down.
 void EndSession() {
-    if (PlatformSession().LinkLost()) WritePlugStatus(kStatusSessionEnded);
+    PlatformSession().LinkLost([] { WritePlugStatus(kStatusSessionEnded); });
     CloseSocketLocked();
 }
 

@@ -66,20 +66,22 @@ void SessionState::LoginRefused() {
     });
 }
 
-bool SessionState::LinkLost() {
-    bool report = false;
-    Set([this, &report] {
+bool SessionState::LinkLost(const std::function<void()>& report) {
+    bool reported = false;
+    Set([this, &report, &reported] {
         mLogin = 0;
         if (end_ == SessionEnd::kForcedOff) return;
+        if (report) report();
         end_ = SessionEnd::kOver;
-        report = true;
+        reported = true;
     });
-    return report;
+    return reported;
 }
 
-void SessionState::ForcedDisconnect() {
-    Set([this] {
+void SessionState::ForcedDisconnect(const std::function<void()>& report) {
+    Set([this, &report] {
         mLogin = 0;
+        if (report) report();
         end_ = SessionEnd::kForcedOff;
     });
 }

@@ -38,9 +38,11 @@ public:
     void RegisterAnswer(const LoginTarget& target);
     void LoginAnswer(int heartInterval);  // an interval of 19 or less becomes 20
     void LoginRefused();                  // a login answer without data
-    // The connection is lost. false when the process is already to end (nothing to report).
-    bool LinkLost();
-    void ForcedDisconnect();
+    // The connection is lost. `report` (the status write) runs under the state's lock before the
+    // end is visible, unless the process is already to end; false then.
+    bool LinkLost(const std::function<void()>& report = nullptr);
+    // `report` runs under the state's lock, so a lost link never overwrites what it wrote.
+    void ForcedDisconnect(const std::function<void()>& report = nullptr);
     void HeartbeatAnswer(int64_t nowSec);
     void PlatformActivity();  // a request or reply arrived
     void HeartbeatSent();

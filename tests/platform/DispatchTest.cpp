@@ -355,7 +355,7 @@ TEST_F(Dispatch, ForcedDisconnectWritesStatus5AndEndsTheSessionForGood) {
     ASSERT_TRUE(WaitUntil([] { return SessionEnded() == kPlugFatal; }));
     EXPECT_EQ("005\n", Status());
     EXPECT_TRUE(log.Contains("force disconnect exit !!!!!"));
-    EXPECT_TRUE(log.Contains("exit at [CBHandle] "));
+    EXPECT_TRUE(WaitUntil([this] { return log.Contains("exit at [CBHandle] "); }));
     EXPECT_EQ(0, mLogin.load());
     Deliver(MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 5))));
     peer.CloseConn();  // a lost link after it changes nothing either
