@@ -12,7 +12,7 @@
 #include "lan/Lan.h"
 #include "platform/Dispatch.h"
 #include "platform/Session.h"
-#include "platform/TcpServer.h"
+#include "platform/PlatformLink.h"
 
 int main(int argc, char** argv) {
     ClockInitFromEnv();
@@ -34,6 +34,7 @@ int main(int argc, char** argv) {
     ops.HeartbeatStart = HeartbeatStart;
     ops.DeleteHeartbear = DeleteHeartbear;
     ops.DeleteServer = DeleteServer;
+    ops.SessionEnded = SessionEnded;
     ops.ComF_send_pluginstate = ComF_send_pluginstate;
     ops.ComF_get_autoreport_conf = ComF_get_autoreport_conf;
     ops.dev_fwversion_report = dev_fwversion_report;

@@ -11,7 +11,6 @@ char gSN[limits::kSnSize];
 std::atomic<int> runMode{1};
 char RegisterIpAddr1[limits::kServerNameSize];
 char RegisterIpAddr2[limits::kServerNameSize];
-std::atomic<int> mQuitPro{0};
 std::atomic<int> mLogin{0};
 
 void PlugExit(int status) {

@@ -13,9 +13,11 @@ extern char gSN[limits::kSnSize];                    // router serial number
 extern std::atomic<int> runMode;                     // 1 run mode (DNS names), 0 test mode
 extern char RegisterIpAddr1[limits::kServerNameSize];
 extern char RegisterIpAddr2[limits::kServerNameSize];
-extern std::atomic<int> mQuitPro;  // 1 when the current session or attempt is over
-extern std::atomic<int> mLogin;    // 1 while logged in
+// 1 while logged in to the platform. Read across the agent; written only by the platform
+// session's state owner (platform/SessionState.h).
+extern std::atomic<int> mLogin;
 
 // Ends the process with `status` (exit(-1) gives 255) without running static destructors
-// under the feet of the agent's threads.
+// under the feet of the agent's threads. Called by the executable only: library code returns
+// kPlugFatal (core/Plug.h) instead.
 [[noreturn]] void PlugExit(int status);

@@ -15,33 +15,36 @@ namespace {
 
 using namespace limits;
 
-bool Attempt(const AgentOps& ops, const char* address) {
+// One registration attempt: 1 registered, 0 failed, -1 fatal.
+int Attempt(const AgentOps& ops, const char* address) {
     ops.ResetServerContext();
-    return ops.RegisterStart(address) == 0;
+    int r = ops.RegisterStart(address);
+    return r == 0 ? 1 : r == kPlugFatal ? -1 : 0;
 }
 
 // One registration cycle's choice of servers. 1 registered, 0 failed, -1 fatal.
 int RegisterCycle(const AgentOps& ops, int resolveResult) {
     if (runMode == 0) {
         LOGD("Test Mode!!!");
-        return Attempt(ops, RegisterIpAddr1) ? 1 : 0;
+        return Attempt(ops, RegisterIpAddr1);
     }
     LOGD("Run Mode!!!");
     switch (resolveResult) {
         case 0:
             for (int i = 0; i < kServer1Attempts; ++i) {
                 LOGD("Register server1...");
-                if (Attempt(ops, RegisterIpAddr1)) return 1;
+                int r = Attempt(ops, RegisterIpAddr1);
+                if (r != 0) return r;
                 SleepMs(kRetrySleepMs);
             }
             LOGD("Register server2...");
-            return Attempt(ops, RegisterIpAddr2) ? 1 : 0;
+            return Attempt(ops, RegisterIpAddr2);
         case 1:
             LOGD("Only server1...");
-            return Attempt(ops, RegisterIpAddr1) ? 1 : 0;
+            return Attempt(ops, RegisterIpAddr1);
         case 2:
             LOGD("Only server2...");
-            return Attempt(ops, RegisterIpAddr2) ? 1 : 0;
+            return Attempt(ops, RegisterIpAddr2);
         default:
             LOGE("Dns parse failed, exit!!!");
             WritePlugStatus(kStatusFatal);
@@ -69,21 +72,22 @@ void RunScheduledAction(const AgentOps& ops, unsigned pass) {
     }
 }
 
-enum class SessionEnd { kReRegister, kExit };
+enum class LoopNext { kReRegister, kExit };
 
 // Polls a logged-in session every 2 s, re-logging in after each end while the registration is
 // younger than 20 hours. Returns when a new registration cycle (or the process end) is due.
-SessionEnd PollSession(const AgentOps& ops, int& failedCycles) {
+LoopNext PollSession(const AgentOps& ops, int& failedCycles) {
     const int64_t t0 = NowSec();
     unsigned n = 0;
     for (;;) {
-        if (mQuitPro == 1) {
-            mLogin = 0;
+        int ended = ops.SessionEnded();
+        if (ended == kPlugFatal) return LoopNext::kExit;
+        if (ended != 0) {
             failedCycles = 0;
             ops.ComF_send_pluginstate();
             if (n > kWeekPasses) {
                 LOGD("After a week exit, restart ...");
-                return SessionEnd::kExit;
+                return LoopNext::kExit;
             }
             ops.DeleteHeartbear();
             ops.DeleteServer();
@@ -91,21 +95,21 @@ SessionEnd PollSession(const AgentOps& ops, int& failedCycles) {
             SleepMs(kReloginPauseMs);
             if (NowSec() - t0 > kReRegisterAfterSec) {
                 LOGE("Ready to Register ...");
-                return SessionEnd::kReRegister;
+                return LoopNext::kReRegister;
             }
-            mQuitPro = 0;
-            mLogin = 0;
             LOGD("ReLogin...");
-            if (ops.ReLogin() != 0) {
+            int r = ops.ReLogin();
+            if (r == kPlugFatal) return LoopNext::kExit;
+            if (r != 0) {
                 LOGE("LoginStart error.");
-                return SessionEnd::kReRegister;
+                return LoopNext::kReRegister;
             }
             ops.ComF_send_pluginstate();
             if (ops.HeartbeatStart() != 0) {
                 LOGE("LoginStart error.");
                 ops.DeleteHeartbear();
                 ops.DeleteServer();
-                return SessionEnd::kReRegister;
+                return LoopNext::kReRegister;
             }
         }
         RunScheduledAction(ops, n);
@@ -132,7 +136,9 @@ int RunSupervisionLoop(const AgentOps& ops, int resolveResult) {
             LOGE("RegisterStart error.");
             continue;
         }
-        if (ops.LoginStart() != 0) {
+        int login = ops.LoginStart();
+        if (login == kPlugFatal) return -1;
+        if (login != 0) {
             LOGE("LoginStart error.");
             continue;
         }
@@ -143,7 +149,7 @@ int RunSupervisionLoop(const AgentOps& ops, int resolveResult) {
             WritePlugStatus(kStatusFatal);
             continue;
         }
-        if (PollSession(ops, failedCycles) == SessionEnd::kExit) return -1;
+        if (PollSession(ops, failedCycles) == LoopNext::kExit) return -1;
     }
 }
 

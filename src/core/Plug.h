@@ -2,6 +2,10 @@
 // AgentOps, which the executable fills with the real modules and tests with fakes.
 #pragma once
 
+// Result of a session step (or of SessionEnded) after which the process must end: the loop
+// returns it to the entry at once. Any other negative result is a plain failure.
+constexpr int kPlugFatal = -255;
+
 struct AgentOps {
     // Start-up.
     void (*ResetRecvQueue)();  // the receive queue's fill offset back to 0
@@ -19,6 +23,7 @@ struct AgentOps {
     int (*HeartbeatStart)();
     void (*DeleteHeartbear)();
     void (*DeleteServer)();
+    int (*SessionEnded)();  // 0 running, 1 over, kPlugFatal
     // Scheduled one-off actions.
     unsigned (*ComF_send_pluginstate)();
     unsigned (*ComF_get_autoreport_conf)();
@@ -27,7 +32,7 @@ struct AgentOps {
 };
 
 // Start-up and the supervision loop. Returns only to end the process: the value is the status
-// to exit with (-1).
+// to exit with (-1, status 255), also after a fatal session result.
 int PlugMain(int argc, char** argv, const AgentOps& ops);
 
 // The supervision loop alone, given the resolve result of InitProtool. Returns -1 when the

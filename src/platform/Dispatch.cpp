@@ -14,14 +14,16 @@
 #include "core/Status.h"
 #include "platform/Protool.h"
 #include "platform/Session.h"
+#include "platform/SessionState.h"
 
 using namespace limits;
 
 namespace {
 
 // Until the executable installs its handlers: what the function dispatcher answers for an ID it
-// does not know (IDs 0 and 32767 up: nothing; others: the 6-byte answer with code 7), and
-// what the plug-in data handler does with a data type it does not know (nothing, result 0).
+// does not know (IDs 0 and 32767 up: nothing; others: the 6-byte answer with code 7). Plug-in
+// data that no handler took is not done, so it is answered as a failure (-1, as a body that does
+// not parse), never as a success.
 constexpr uint16_t kCodeUnsupported = 7;
 constexpr uint16_t kHighestAnsweredId = 32766;
 
@@ -38,8 +40,10 @@ int UnknownFunctionCall(const uint8_t* req, size_t reqLen, uint8_t* ans, size_t*
     return -1;
 }
 
+constexpr int kPlugDataNotDone = -1;
+
 int UnknownPlugData(uint8_t, const char*, size_t) {
-    return 0;
+    return kPlugDataNotDone;
 }
 
 std::atomic<FunctionCallHandler> gFunctionCall{UnknownFunctionCall};
@@ -118,15 +122,15 @@ int CallPlugData(uint8_t dataType, const uint8_t* data, size_t len) {
 
 void HeartbeatAck() {
     LOGI("heart beat ack");
-    mHeartTime = static_cast<int>(NowSec());
-    beepAck = 1;
+    PlatformSession().HeartbeatAnswer(NowSec());
 }
 
-[[noreturn]] void ForceDisconnect() {
+// The process is to end: the supervision loop sees it at its next pass and returns the fatal
+// result to the entry. Until then no frame is handled any more.
+void ForceDisconnect() {
     LOGI("force disconnect exit !!!!!");
-    WritePlugStatus(kStatusForcedOff);
+    PlatformSession().ForcedDisconnect([] { WritePlugStatus(kStatusForcedOff); });
     LOGE("exit at [%s] %d ", "CBHandle", __LINE__);
-    PlugExit(-1);
 }
 
 void LogAckOption(const FrameHeader& h, const uint8_t* opt) {
@@ -144,17 +148,15 @@ void RegisterAck(const FrameHeader& h, const uint8_t* opt, const uint8_t* data) 
     }
     Plain p;
     if (!OpenBody(h, data, kRegisterAnswerLen, &p)) return;
-    memcpy(mLoginPluginId, p.at(40), sizeof mLoginPluginId);
+    LoginTarget target;
     const uint8_t* ip = p.at(34);
-    int port = GetField16(p.at(38));
-    LOGD("regist ack======ip:%d,%d,%d,%d,port:%d", ip[0], ip[1], ip[2], ip[3], port);
-    snprintf(mLoginServer, sizeof mLoginServer, "%d.%d.%d.%d", ip[0], ip[1], ip[2], ip[3]);
-    mLoginPort = port;
-    memcpy(mLoginTocken, p.at(2), sizeof mLoginTocken);
-    mRegist = 1;  // after the texts: a reader that sees it also sees them
+    target.port = GetField16(p.at(38));
+    LOGD("regist ack======ip:%d,%d,%d,%d,port:%d", ip[0], ip[1], ip[2], ip[3], target.port);
+    snprintf(target.server, sizeof target.server, "%d.%d.%d.%d", ip[0], ip[1], ip[2], ip[3]);
+    memcpy(target.token, p.at(2), sizeof target.token);
     WritePlugStatus(kStatusRegistered);
-    LOGD("regist ok tocken ,port %d", port);
-    SessionWake();
+    LOGD("regist ok tocken ,port %d", target.port);
+    PlatformSession().RegisterAnswer(target);
 }
 
 void LoginAck(const FrameHeader& h, const uint8_t* opt, const uint8_t* data) {
@@ -162,29 +164,27 @@ void LoginAck(const FrameHeader& h, const uint8_t* opt, const uint8_t* data) {
     LogAckOption(h, opt);
     if (h.dataLen == 0) {
         LOGE("register ack error");
-        mQuitPro = 1;
-        SessionWake();
+        PlatformSession().LoginRefused();
         return;
     }
     Plain p;
     if (!OpenBody(h, data, kLoginAnswerLen, &p)) return;
     int interval = static_cast<int16_t>(GetField16(p.at(2)));
-    mHeartInterval = interval > kMinHeartInterval - 1 ? interval : kMinHeartInterval;
+    if (interval < kMinHeartInterval) interval = kMinHeartInterval;
     WritePlugStatus(kStatusLoggedIn);
-    LOGD("login ack heartbeep interval %d", mHeartInterval.load());
-    mLogin = 1;
-    SessionWake();
+    LOGD("login ack heartbeep interval %d", interval);
+    PlatformSession().LoginAnswer(interval);
 }
 
 void RegisterOrLoginAck(const FrameHeader& h, const uint8_t* opt, const uint8_t* data) {
-    if (mRegist == 0)
+    if (!PlatformSession().Registered())
         RegisterAck(h, opt, data);
     else if (mLogin == 0)
         LoginAck(h, opt, data);
 }
 
 void PlugDataWithChecksum(const FrameHeader& h, const uint8_t* opt, const uint8_t* data) {
-    beepAck = 1;
+    PlatformSession().PlatformActivity();
     Plain p;
     if (!OpenBody(h, data, kOffData, &p)) return;
     uint8_t dataType = p.bytes[kOffDataType];
@@ -208,7 +208,7 @@ void SendText(uint16_t code, const char* text, uint8_t dataType, const uint8_t* 
 }
 
 void FunctionCall(const FrameHeader& h, const uint8_t* opt, const uint8_t* data) {
-    beepAck = 1;
+    PlatformSession().PlatformActivity();
     Plain p;
     if (!OpenBody(h, data, kOffDataMac, &p)) return;
     uint8_t dataType = p.bytes[kOffDataType];
@@ -244,7 +244,7 @@ void FunctionCall(const FrameHeader& h, const uint8_t* opt, const uint8_t* data)
 }
 
 void PlugDataWithoutChecksum(const FrameHeader& h, const uint8_t* data) {
-    beepAck = 1;
+    PlatformSession().PlatformActivity();
     Plain p;
     if (!OpenBody(h, data, kOffData, &p)) return;
     uint8_t dataType = p.bytes[kOffDataType];
@@ -260,13 +260,20 @@ void PlugDataWithoutChecksum(const FrameHeader& h, const uint8_t* data) {
 }
 
 void ReplyWithMac(const FrameHeader& h, const uint8_t* data) {
-    beepAck = 1;
+    PlatformSession().PlatformActivity();
     Plain p;
     if (!OpenBody(h, data, kOffDataMac, &p)) return;
     LogRecv(h, p.bytes[kOffDataType], GetField16(p.at(kOffLenMac)));
 }
 
 }  // namespace
+
+bool HandleOnReceipt(const FrameHeader& h, int16_t first16) {
+    // A frame whose 16-bit value says "net error" ends the session in CBHandle, in order.
+    if (h.msgType != kMsgHeartbeatAck || first16 == -1) return false;
+    HeartbeatAck();
+    return true;
+}
 
 void SetFunctionCallHandler(FunctionCallHandler handler) {
     gFunctionCall = handler ? handler : UnknownFunctionCall;
@@ -276,10 +283,10 @@ void SetPlugDataHandler(PlugDataHandler handler) {
 }
 
 int CBHandle(const FrameHeader& h, const uint8_t* opt, const uint8_t* data, int16_t first16) {
+    if (PlatformSession().End() == SessionEnd::kForcedOff) return 0;
     if (first16 == -1) {
         LOGE("net error reconnect");
-        mQuitPro = 1;
-        SessionWake();
+        PlatformSession().LinkLost();
         return 0;
     }
     switch (h.msgType) {
@@ -288,6 +295,7 @@ int CBHandle(const FrameHeader& h, const uint8_t* opt, const uint8_t* data, int1
             break;
         case kMsgForceDisconnect:
             ForceDisconnect();
+            break;
         case kMsgRegisterOrLoginAck:
             RegisterOrLoginAck(h, opt, data);
             break;

@@ -24,3 +24,7 @@ void SetPlugDataHandler(PlugDataHandler handler);
 // bytes, `data` DataLen bytes (the ciphertext), `first16` the first two data bytes as pop left
 // them (0 before any data block). Always 0.
 int CBHandle(const FrameHeader& h, const uint8_t* opt, const uint8_t* data, int16_t first16);
+// Called by the receive thread for every complete frame before it is queued for CBHandle:
+// handles the frames that must not wait behind a function call (the heartbeat answer) and
+// returns true for them; false for every frame CBHandle is to handle in order.
+bool HandleOnReceipt(const FrameHeader& h, int16_t first16);

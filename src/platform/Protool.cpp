@@ -9,10 +9,12 @@
 #include "core/Clock.h"
 #include "core/Globals.h"
 #include "core/Log.h"
+#include "core/Plug.h"
 #include "platform/Crypto.h"
 #include "platform/Frame.h"
 #include "platform/Session.h"
-#include "platform/TcpServer.h"
+#include "platform/SessionState.h"
+#include "platform/PlatformLink.h"
 
 using namespace limits;
 
@@ -23,7 +25,7 @@ uint8_t gRoutemac[kMacSize];
 
 constexpr size_t kPinInFrame = 12;  // register and login carry the first 12 PIN bytes
 constexpr size_t kRegisterOptLen = 15;
-constexpr size_t kLoginOptLen = kPinInFrame + sizeof mLoginTocken;
+constexpr size_t kLoginOptLen = kPinInFrame + sizeof LoginTarget::token;
 constexpr size_t kLoginBodyLen = 25;
 constexpr size_t kRegisterTailZeros = 32;
 constexpr size_t kMaxSnLen = 63;
@@ -106,11 +108,11 @@ int SendRouteUpData(const uint8_t* opt, const uint8_t* data, uint8_t msgType, ui
 int RegistSendMsg() {
     if (g_pin_code[0] == '\0') {
         LOGE("ERROR: PIN is empty, plese check your plug.conf!");
-        PlugExit(-1);
+        return kPlugFatal;
     }
     if (gKeyText[0] == '\0') {
         LOGE("ERROR: KEY is empty, plese check your plug.conf!");
-        PlugExit(-1);
+        return kPlugFatal;
     }
     uint8_t opt[kRegisterOptLen] = {0};
     memcpy(opt + 3, g_pin_code, kPinInFrame);
@@ -128,7 +130,8 @@ int LoginServer() {
     LOGD("LoginServer command -----%s-----%s ", g_pin_code, gKeyText);
     uint8_t opt[kLoginOptLen] = {0};
     memcpy(opt, g_pin_code, kPinInFrame);
-    memcpy(opt + kPinInFrame, mLoginTocken, sizeof mLoginTocken);
+    LoginTarget target = PlatformSession().Target();
+    memcpy(opt + kPinInFrame, target.token, sizeof target.token);
     uint8_t body[kLoginBodyLen] = {0};
     body[19] = kVersionMajor;
     body[20] = kVersionMinor;

@@ -37,8 +37,8 @@ int SendReplyData(uint16_t code, const uint8_t* data, size_t len, uint8_t dataTy
 void GetRouteMac(uint8_t mac[6]);
 void SetRouteMac(const uint8_t mac[6]);
 
-// Session frames. RegistSendMsg ends the process when PIN or KEY is empty. LoginServer returns
-// -1 at once while logged in. 0 or -1.
+// Session frames, 0 or -1. RegistSendMsg returns kPlugFatal (core/Plug.h) when PIN or KEY is
+// empty: the agent cannot work without them. LoginServer returns -1 at once while logged in.
 int RegistSendMsg();
 int LoginServer();
 // Heartbeat: the current time in seconds as the option block, no data block.

@@ -4,11 +4,9 @@
 #include <pthread.h>
 
 #include <cerrno>
-#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <system_error>
@@ -20,10 +18,12 @@
 #include "core/Config.h"
 #include "core/Globals.h"
 #include "core/Log.h"
+#include "core/Plug.h"
 #include "core/Thread.h"
 #include "core/Status.h"
 #include "platform/Protool.h"
-#include "platform/TcpServer.h"
+#include "platform/SessionState.h"
+#include "platform/PlatformLink.h"
 
 using namespace limits;
 
@@ -33,49 +33,25 @@ int regist_port;
 std::atomic<int> Fn40Interval{30};
 std::atomic<int> AutoReportDevinfo{1};
 
-std::atomic<int> mRegist{0};
-std::atomic<int> beepAck{0};
-std::atomic<int> mHeartTime{0};
-std::atomic<int> mHeartInterval{kDefaultHeartInterval};
-std::atomic<int> mLoginPort{0};
-char mLoginServer[kIpTextSize];
-uint8_t mLoginTocken[32];
-uint8_t mLoginPluginId[32];
-
 namespace {
 
 constexpr const char* kDefaultServer1 = "reg1.plugcloud.com";
 constexpr const char* kDefaultServer2 = "reg2.plugcloud.com";
 
-// The session waits (register and login answers, heartbeat period, check period) wake on
-// SessionWake instead of polling; each keeps its time-out as the upper bound.
-std::mutex gSessMu;
-std::condition_variable gSessCv;
-
-bool SessionWait(int64_t ms, const std::function<bool()>& done) {
-    std::unique_lock<std::mutex> lock(gSessMu);
-    return GetClock().WaitFor(gSessCv, lock, ms, done);
-}
-
-// The login-side threads of the session context. Touched by the supervision loop only.
+// The login-side threads of the session context, each with its own stop flag. The threads and
+// their marks are touched by the supervision loop only.
 struct SessionThreads {
     std::thread check;
     std::thread heartbeat;
+    std::atomic<int> checkStop{0};
+    std::atomic<int> heartStop{0};
     bool checkStarted = false;
     bool heartStarted = false;
 } gSession;
 
-void ClearLoginTarget() {
-    memset(mLoginPluginId, 0, sizeof mLoginPluginId);
-    memset(mLoginServer, 0, sizeof mLoginServer);
-    memset(mLoginTocken, 0, sizeof mLoginTocken);
-    mLoginPort = 0;
-}
-
 }  // namespace
 
 int InitProtool() {
-    ClearLoginTarget();
     Fn40Interval = 30;
     AutoReportDevinfo = 1;
 
@@ -126,32 +102,24 @@ int InitProtool() {
     return -1;
 }
 
-void SessionWake() {
-    { std::lock_guard<std::mutex> g(gSessMu); }
-    gSessCv.notify_all();
-}
-
-void ResetProtoolState() {
-    mRegist = 0;
-    mLogin = 0;
-    mQuitPro = 0;
-    mHeartTime = 0;
-    beepAck = 0;
-    mHeartInterval = kDefaultHeartInterval;
-    memset(mLoginServer, 0, sizeof mLoginServer);
-    memset(mLoginTocken, 0, sizeof mLoginTocken);
-    memset(mLoginPluginId, 0, sizeof mLoginPluginId);
-}
-
 void ResetServerContext() {
     ResetServerRun();
     // The context's threads are stopped by the time a new attempt starts; should one still be
     // there, it is stopped rather than dropped.
     if (gSession.checkStarted || gSession.heartStarted) DeleteHeartbear();
-    ResetProtoolState();
-    mQuitPro = 0;
-    mLogin = 0;
-    mHeartTime = 0;
+    PlatformSession().Reset();
+}
+
+int SessionEnded() {
+    switch (PlatformSession().End()) {
+        case SessionEnd::kRunning:
+            return 0;
+        case SessionEnd::kOver:
+            return 1;
+        case SessionEnd::kForcedOff:
+            break;
+    }
+    return kPlugFatal;
 }
 
 namespace {
@@ -179,71 +147,68 @@ void LoadRouterMac() {
 }
 
 // The serial number, asked of the SDK while gSN is empty; without one the agent cannot work.
-void LoadRouterSn() {
-    if (!AllZero(gSN, sizeof gSN)) return;
+// 0, or kPlugFatal.
+int LoadRouterSn() {
+    if (!AllZero(gSN, sizeof gSN)) return 0;
     char sn[ROUTER_TEXT_SIZE] = {0};
     if (get_router_sn(sn) != 0) {
         LOGE("ERROR: get sn failed!");
-        PlugExit(-1);
+        return kPlugFatal;
     }
     size_t len = strnlen(sn, sizeof sn);
     if (len == 0 || len > kSnSize - 1) {
         LOGE("ERROR: SN is invalid!");
-        PlugExit(-1);
+        return kPlugFatal;
     }
     LOGD("SN: %s LEN: %d", sn, static_cast<int>(len));
     memcpy(gSN, sn, len);
     gSN[kSnSize - 1] = '\0';
+    return 0;
 }
 
 // Connects to the login server of the last register answer, sends the login frame and waits
 // up to `waitSec` for the answer. Shared by LoginStart and ReLogin.
-int LoginTo(long waitSec) {
-    if (mLoginServer[0] == '\0') {
+int LoginTo(const LoginTarget& target, int64_t waitSec) {
+    if (target.server[0] == '\0') {
         LOGE("Login Server wrong !");
         return -1;
     }
-    if (ServerInit(mLoginServer, mLoginPort) != 0) {
+    if (ServerInit(target.server, target.port) != 0) {
         DeleteServer();
         LOGE("Login ServerInit error");
         return -1;
     }
-    mQuitPro = 0;
-    mLogin = 0;
+    SessionState& state = PlatformSession();
+    state.BeginLogin();
     LoginServer();
-    SessionWait(waitSec * 1000, [] { return mQuitPro == 1 || mLogin == 1; });
+    state.WaitLoggedIn(waitSec * 1000);
     if (mLogin == 1) {
-        mQuitPro = 0;
         LOGI_OK("Login done");
         return 0;
     }
     LOGE("login failed !");
     DeleteServer();
-    return -1;
+    return state.End() == SessionEnd::kForcedOff ? kPlugFatal : -1;
 }
 
 void HeartbeatProc() {
-    while (mQuitPro == 0) {
+    SessionState& state = PlatformSession();
+    while (gSession.heartStop == 0 && state.End() == SessionEnd::kRunning) {
         SendHeartbeat();
-        beepAck = 0;
-        int interval = mHeartInterval;
-        if (interval >= 1) SessionWait(interval * 1000LL, [] { return mQuitPro == 1; });
+        state.HeartbeatSent();
+        int interval = state.HeartInterval();
+        if (interval >= 1) state.WaitOverOrStop(interval * 1000LL, gSession.heartStop);
     }
 }
 
-// Declares the session lost when nothing at all arrived since the last heartbeat and the last
-// heartbeat answer is older than three periods; never before the first answer. Each test comes
-// at the end of a 10-s period: after a re-login mHeartTime and beepAck still hold the lost
-// session's values, and the new session's first heartbeat answer must be in before the first look.
+// Each test comes at the end of a 10-s period: after a re-login the last heartbeat answer is
+// still the lost session's, and the new session's first answer must be in before the first look.
 void CheckProc() {
-    while (mQuitPro == 0) {
-        if (SessionWait(kCheckPeriodMs, [] { return mQuitPro == 1; })) break;
-        int64_t now = NowSec();
-        int last = mHeartTime;
-        if (beepAck != 1 && last != 0 && now - last > 3 * mHeartInterval) {
-            mQuitPro = 1;
+    SessionState& state = PlatformSession();
+    while (gSession.checkStop == 0 && state.End() == SessionEnd::kRunning) {
+        if (state.WaitOverOrStop(kCheckPeriodMs, gSession.checkStop)) break;
+        if (state.CheckHeartbeat(NowSec())) {
             LOGE("heart beep error");
-            SessionWake();
             break;
         }
     }
@@ -269,21 +234,24 @@ constexpr uint8_t kDataTypeRules = 13;
 }  // namespace
 
 int RegisterStart(const char* address) {
-    ClearLoginTarget();
-    mRegist = 0;
-    mLogin = 0;
-    mQuitPro = 0;
+    SessionState& state = PlatformSession();
+    state.BeginRegistration();
     LoadRouterMac();
-    LoadRouterSn();
+    if (LoadRouterSn() != 0) return kPlugFatal;
     if (ServerInit(address, regist_port) != 0) {
         DeleteServer();
         return -1;
     }
     WritePlugStatus(kStatusRegistering);
-    RegistSendMsg();
-    SessionWait(kRegisterWaitSec * 1000, [] { return mRegist == 1 || mQuitPro == 1; });
+    if (RegistSendMsg() == kPlugFatal) {
+        DeleteServer();
+        return kPlugFatal;
+    }
+    state.WaitRegistered(kRegisterWaitSec * 1000);
     DeleteServer();  // the registration connection is always closed after the answer
-    if (mQuitPro != 1 && mRegist == 1) {
+    SessionEnd end = state.End();
+    if (end == SessionEnd::kForcedOff) return kPlugFatal;
+    if (end == SessionEnd::kRunning && state.Registered()) {
         LOGD("Register server1 success.");
         return 0;
     }
@@ -293,16 +261,20 @@ int RegisterStart(const char* address) {
 }
 
 int LoginStart() {
-    LOGI("quit regist,start login %s:%d", mLoginServer, mLoginPort.load());
-    return LoginTo(kLoginWaitSec);
+    LoginTarget target = PlatformSession().Target();
+    LOGI("quit regist,start login %s:%d", target.server, target.port);
+    return LoginTo(target, kLoginWaitSec);
 }
 
 int ReLogin() {
-    LOGI("Re-login %s:%d", mLoginServer, mLoginPort.load());
-    return LoginTo(kReLoginWaitSec);
+    LoginTarget target = PlatformSession().Target();
+    LOGI("Re-login %s:%d", target.server, target.port);
+    return LoginTo(target, kReLoginWaitSec);
 }
 
 int HeartbeatStart() {
+    gSession.checkStop = 0;
+    gSession.heartStop = 0;
     if (!StartNamedThread(&gSession.check, "plug-check", CheckProc)) {
         LOGE("Created check thread failed errno=%d", errno);
         WritePlugStatus(kStatusFatal);
@@ -323,8 +295,9 @@ int HeartbeatStart() {
 }
 
 void DeleteHeartbear() {
-    mQuitPro = 1;
-    SessionWake();
+    gSession.checkStop = 1;
+    gSession.heartStop = 1;
+    PlatformSession().Wake();
     if (gSession.checkStarted) JoinSessionThread(gSession.check, "Stop check thread error...");
     if (gSession.heartStarted)
         JoinSessionThread(gSession.heartbeat, "Stop heartbeat thread error...");

@@ -42,6 +42,7 @@ struct Fake {
     std::function<int()> reloginResult = [] { return -1; };
     std::function<int()> heartbeatResult = [] { return 0; };
     int loginResult = 0;
+    int ended = 0;  // what SessionEnded reports; a new registration or login starts afresh
     int resolveResult = 0;
     int commServerResult = 0;
     int subdevResult = 0;
@@ -90,6 +91,7 @@ AgentOps FakeOps() {
     ops.RegisterStart = [](const char* a) {
         gFake->calls.push_back("RegisterStart");
         gFake->registerAddrs.push_back(a);
+        gFake->ended = 0;
         return gFake->registerResult(a);
     };
     ops.LoginStart = [] {
@@ -100,6 +102,7 @@ AgentOps FakeOps() {
         gFake->calls.push_back("ReLogin");
         gFake->reloginAt = NowMs();
         gFake->statusAtRelogin = ReadFile(Paths().plugStatus);
+        gFake->ended = 0;
         return gFake->reloginResult();
     };
     ops.HeartbeatStart = [] {
@@ -107,6 +110,7 @@ AgentOps FakeOps() {
         return gFake->heartbeatResult();
     };
     ops.DeleteHeartbear = [] { gFake->calls.push_back("DeleteHeartbear"); };
+    ops.SessionEnded = [] { return gFake->ended; };
     ops.DeleteServer = [] {
         gFake->calls.push_back("DeleteServer");
         gFake->deleteServerAt = NowMs();
@@ -134,8 +138,6 @@ protected:
         PathsRelocate(dir.path());
         SetClock(&clock);
         runMode = 1;
-        mQuitPro = 0;
-        mLogin = 0;
         strcpy(RegisterIpAddr1, "10.0.0.1");
         strcpy(RegisterIpAddr2, "10.0.0.2");
     }
@@ -205,7 +207,7 @@ void OneSession(Fake& fake, ScriptClock& clock, int64_t endAfterMs) {
     clock.onSleep = [ended, endAfterMs](int64_t elapsed) {
         if (!*ended && elapsed >= endAfterMs) {
             *ended = true;
-            mQuitPro = 1;
+            gFake->ended = 1;
         }
     };
 }
@@ -241,7 +243,7 @@ TEST_F(Supervision, SessionEndResetsTheFailedCycleCounter) {
     clock.onSleep = [&ended](int64_t) {
         if (!ended) {
             ended = true;
-            mQuitPro = 1;
+            gFake->ended = 1;
         }
     };
     EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
@@ -258,7 +260,7 @@ TEST_F(Supervision, ScheduledActionsRunOncePerRegistrationNotAfterReLogin) {
     clock.onSleep = [&ends](int64_t elapsed) {
         if ((ends == 0 && elapsed >= 300000) || (ends == 1 && elapsed >= 1000000)) {
             ++ends;
-            mQuitPro = 1;
+            gFake->ended = 1;
         }
     };
     EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
@@ -275,7 +277,7 @@ TEST_F(Supervision, ScheduledActionsAtPasses8_9_11_100) {
     std::vector<std::pair<std::string, int64_t>> seen;
     const int64_t start = clock.NowMs();
     clock.onSleep = [&](int64_t elapsed) {
-        if (elapsed >= 210000) mQuitPro = 1;
+        if (elapsed >= 210000) gFake->ended = 1;
     };
     fake.reloginResult = [] { return -1; };
     // After the first session the loop registers again forever; stop it with failures.
@@ -320,7 +322,7 @@ TEST_F(Supervision, HeartbeatStartFailureAfterFirstLoginWrites102AndTearsDown) {
 TEST_F(Supervision, WeeklyExitAtASessionEndWithoutStatusWrite) {
     fake.registerResult = [](const char*) { return 0; };
     clock.onSleep = [](int64_t elapsed) {
-        if (elapsed > (302400LL + 2) * 2000) mQuitPro = 1;
+        if (elapsed > (302400LL + 2) * 2000) gFake->ended = 1;
     };
     EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
     EXPECT_TRUE(log.Contains("After a week exit, restart ..."));
@@ -344,14 +346,39 @@ TEST_F(Supervision, WeeklyExitBoundaryIsPass302401) {
         clock.onSleep = [&ended, endAt](int64_t elapsed) {
             if (!ended && elapsed >= endAt) {
                 ended = true;
-                mQuitPro = 1;
+                gFake->ended = 1;
             }
         };
         EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
         const bool exited = pass == 302401;
         EXPECT_EQ(exited, log.Contains("After a week exit, restart ...")) << pass;
         EXPECT_EQ(exited ? 0u : 1u, fake.Count("DeleteServer")) << pass;
-        mQuitPro = 0;
+        gFake->ended = 0;
+    }
+}
+
+// A fatal session result (no PIN or serial number, a forced disconnect) ends the loop at once,
+// without tearing down or registering again: the entry exits.
+TEST_F(Supervision, FatalSessionResultsEndTheLoopAtOnce) {
+    static int sWhere;
+    for (int where : {0, 1, 2, 3}) {  // RegisterStart, LoginStart, while polling, ReLogin
+        sWhere = where;
+        fake = Fake();
+        auto ops = FakeOps();
+        ops.RegisterStart = [](const char*) { return sWhere == 0 ? kPlugFatal : 0; };
+        ops.LoginStart = [] { return sWhere == 1 ? kPlugFatal : 0; };
+        ops.ReLogin = [] {
+            gFake->calls.push_back("ReLogin");
+            gFake->ended = 0;
+            return kPlugFatal;
+        };
+        clock.onSleep = [](int64_t) {
+            if (gFake->ended == 0) gFake->ended = sWhere == 2 ? kPlugFatal : 1;
+        };
+        EXPECT_EQ(-1, RunSupervisionLoop(ops, 1)) << where;
+        EXPECT_EQ(where == 3 ? 1u : 0u, fake.Count("DeleteServer")) << where;
+        EXPECT_EQ(where == 3 ? 1u : 0u, fake.Count("ReLogin")) << where;
+        EXPECT_FALSE(log.Contains("RegisterStart error.")) << where;
     }
 }
 

@@ -9,6 +9,7 @@
 
 #include "LinkFixture.h"
 #include "core/ByteOrder.h"
+#include "core/Plug.h"
 #include "platform/Crypto.h"
 #include "platform/TcpQueue.h"
 
@@ -220,11 +221,11 @@ TEST_F(Dispatch, PlugDataGoesToTheHookAndItsResultIsTheReply) {
     EXPECT_EQ("{\"a\":1}", gSeenText);
 }
 
-TEST_F(Dispatch, WithoutHookPlugDataIsAnUnknownTypeWithResultZero) {
+TEST_F(Dispatch, WithoutHookPlugDataIsAnsweredAsNotDone) {
     Deliver(MakeFrame(kKey, 18, {}, PlugBody(77, 2, Text("{}"))));
     Reply r = Next();
-    EXPECT_EQ(0, r.code);
-    EXPECT_EQ("{\"result\":0}", DataOf(r, 5));
+    EXPECT_EQ(0xFFFF, r.code);
+    EXPECT_EQ("{\"result\":-1}", DataOf(r, 5));
 }
 
 TEST_F(Dispatch, PlugDataWithoutChecksumTestHasNoReplyAndALengthLimit) {
@@ -241,23 +242,21 @@ TEST_F(Dispatch, PlugDataWithoutChecksumTestHasNoReplyAndALengthLimit) {
 }
 
 TEST_F(Dispatch, ReplyWithMacIsOnlyLogged) {
-    beepAck = 0;
     Deliver(MakeFrame(kKey, 26, {0, 0}, CallBody(3, 2, Text("ok"))));
     ExpectNoReplyBeforeSentinel();
     EXPECT_TRUE(log.Contains("Recv MsgType=[26] DataType=[3] DataLen=[2]"));
-    EXPECT_EQ(1, beepAck.load());
 }
 
 TEST_F(Dispatch, CiphertextStartingFFFFEndsTheSession) {
     Bytes f = {0xCC, 0xDD, 0x14, 0x00, 0x00, 0x10, 0x00, 0xFF, 0xFF};
     f.resize(7 + 16, 0);
     Deliver(f);
-    ASSERT_TRUE(WaitUntil([] { return mQuitPro.load() == 1; }));
+    ASSERT_TRUE(WaitUntil([] { return SessionEnded() == 1; }));
     EXPECT_TRUE(log.Contains("net error reconnect"));
 }
 
 TEST_F(Dispatch, RegisterThenLoginAnswerThenIgnored) {
-    mLogin = 0;
+    LogIn(false);
     Bytes reg(72, 0);
     memset(&reg[2], 0x5C, 32);
     reg[34] = 10;
@@ -268,11 +267,11 @@ TEST_F(Dispatch, RegisterThenLoginAnswerThenIgnored) {
     reg[39] = 0x17;
     memset(&reg[40], 0x7E, 32);
     Deliver(MakeFrame(kKey, 11, {0, 0}, reg));
-    ASSERT_TRUE(WaitUntil([] { return mRegist.load() == 1; }));
-    EXPECT_STREQ("10.1.2.3", mLoginServer);
-    EXPECT_EQ(5945, mLoginPort.load());
-    EXPECT_EQ(0x5C, mLoginTocken[31]);
-    EXPECT_EQ(0x7E, mLoginPluginId[0]);
+    ASSERT_TRUE(WaitUntil([] { return PlatformSession().Registered(); }));
+    LoginTarget t = PlatformSession().Target();
+    EXPECT_STREQ("10.1.2.3", t.server);
+    EXPECT_EQ(5945, t.port);
+    EXPECT_EQ(Bytes(32, 0x5C), Bytes(t.token, t.token + 32));
     EXPECT_TRUE(log.Contains("regist ack======ip:10,1,2,3,port:5945"));
     EXPECT_TRUE(log.Contains("regist ok tocken ,port 5945"));
     EXPECT_TRUE(log.Contains("optlen 2, error code = [0]"));
@@ -280,44 +279,45 @@ TEST_F(Dispatch, RegisterThenLoginAnswerThenIgnored) {
 
     Deliver(MakeFrame(kKey, 11, {}, {0, 0, 5, 0}));
     ASSERT_TRUE(WaitUntil([] { return mLogin.load() == 1; }));
-    EXPECT_EQ(20, mHeartInterval.load());  // 5 is raised to 20
+    EXPECT_EQ(20, PlatformSession().HeartInterval());  // 5 is raised to 20
     EXPECT_TRUE(log.Contains("login ack heartbeep interval 20"));
     EXPECT_EQ("003\n", Status());
 
     Deliver(MakeFrame(kKey, 11, {}, {0, 0, 60, 0}));
     ExpectNoReplyBeforeSentinel();
-    EXPECT_EQ(20, mHeartInterval.load());
-    EXPECT_STREQ("10.1.2.3", mLoginServer);
+    EXPECT_EQ(20, PlatformSession().HeartInterval());
+    EXPECT_STREQ("10.1.2.3", PlatformSession().Target().server);
 }
 
 TEST_F(Dispatch, LoginAnswerKeepsAnIntervalAbove19) {
-    mLogin = 0;
-    mRegist = 1;
+    LogIn(false);
+    PlatformSession().RegisterAnswer(LoginTarget());
     Deliver(MakeFrame(kKey, 11, {}, {0, 0, 60, 0}));
     ASSERT_TRUE(WaitUntil([] { return mLogin.load() == 1; }));
-    EXPECT_EQ(60, mHeartInterval.load());
+    EXPECT_EQ(60, PlatformSession().HeartInterval());
 }
 
 TEST_F(Dispatch, AnswersWithoutDataBlock) {
-    mLogin = 0;
+    LogIn(false);
     Deliver({0xCC, 0xDD, 0x0B, 0x02, 0x05, 0x00, 0x00, 0x05, 0x00});
     ASSERT_TRUE(WaitUntil([this] { return log.Contains("regist ack error"); }));
     EXPECT_TRUE(log.Contains("optlen 2, error code = [5]"));
-    EXPECT_EQ(0, mRegist.load());
-    mRegist = 1;
+    EXPECT_FALSE(PlatformSession().Registered());
+    PlatformSession().RegisterAnswer(LoginTarget());
     Deliver({0xCC, 0xDD, 0x0B, 0x00, 0x00, 0x00, 0x00});
-    ASSERT_TRUE(WaitUntil([] { return mQuitPro.load() == 1; }));
+    ASSERT_TRUE(WaitUntil([] { return SessionEnded() == 1; }));
     EXPECT_TRUE(log.Contains("register ack error"));
 }
 
 TEST_F(Dispatch, ShortDecryptedBodiesAreDroppedWithALogLine) {
-    mLogin = 0;
+    LogIn(false);
     Deliver(MakeFrame(kKey, 11, {}, Bytes(20, 1)));  // register answer needs 72 bytes
-    mLogin = 1;
+    ASSERT_TRUE(WaitUntil([this] { return log.Contains("MsgType 11: decrypted"); }));
+    LogIn(true);
     Bytes tiny = {0xCC, 0xDD, 0x14, 0x00, 0x00, 0x05, 0x00, 1, 2, 3, 4, 5};  // no whole block
     Deliver(tiny);
     ExpectNoReplyBeforeSentinel();
-    EXPECT_EQ(0, mRegist.load());
+    EXPECT_FALSE(PlatformSession().Registered());
     EXPECT_TRUE(log.Contains("MsgType 11: decrypted body of 32 bytes is shorter than 72"));
     EXPECT_TRUE(log.Contains("MsgType 20: decrypted body of 0 bytes is shorter than 11"));
 }
@@ -347,12 +347,22 @@ TEST_F(Dispatch, OtherTypesAreIgnored) {
     EXPECT_EQ(0, log.Count("Recv MsgType=[") - 1);  // only the sentinel
 }
 
-TEST_F(Dispatch, ForcedDisconnectWritesStatus5AndExits) {
-    DeleteServer();  // no other thread of ours when the death test forks
-    FrameHeader h;
-    h.msgType = 3;
-    EXPECT_EXIT(CBHandle(h, nullptr, nullptr, 0), ::testing::ExitedWithCode(255), "");
+// The process is not ended here: the session reports the fatal end to the supervision loop, and
+// no later frame is handled.
+TEST_F(Dispatch, ForcedDisconnectWritesStatus5AndEndsTheSessionForGood) {
+    SetFunctionCallHandler(RecordingFunctionCall);
+    Deliver({0xCC, 0xDD, 0x03, 0x00, 0x00, 0x00, 0x00});
+    ASSERT_TRUE(WaitUntil([] { return SessionEnded() == kPlugFatal; }));
     EXPECT_EQ("005\n", Status());
+    EXPECT_TRUE(log.Contains("force disconnect exit !!!!!"));
+    EXPECT_TRUE(WaitUntil([this] { return log.Contains("exit at [CBHandle] "); }));
+    EXPECT_EQ(0, mLogin.load());
+    Deliver(MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 5))));
+    peer.CloseConn();  // a lost link after it changes nothing either
+    ASSERT_TRUE(WaitUntil([this] { return log.Contains("Close link."); }));
+    EXPECT_EQ(0, gHookCalls.load());
+    EXPECT_EQ("005\n", Status());
+    EXPECT_EQ(kPlugFatal, SessionEnded());
 }
 
 // A megabyte of random bytes through the queue and the handler, then a megabyte of frames
@@ -360,7 +370,7 @@ TEST_F(Dispatch, ForcedDisconnectWritesStatus5AndExits) {
 // (the sanitizer builds watch), and the agent keeps answering.
 TEST_F(Dispatch, RandomBytesAndRandomFramesAreSurvived) {
     DeleteServer();  // drive queue and handler from this thread
-    mLogin = 1;
+    LogIn(true);
     SetFunctionCallHandler(RecordingFunctionCall);
     SetPlugDataHandler(RecordingPlugData);
     std::mt19937 rng(12345);
@@ -371,7 +381,7 @@ TEST_F(Dispatch, RandomBytesAndRandomFramesAreSurvived) {
     auto drain = [&] {
         int r;
         while ((r = q.pop(frame.get(), &first16)) != -1) {
-            if (r != 0 || frame->header.msgType == 3) continue;  // 3 ends the process
+            if (r != 0 || frame->header.msgType == 3) continue;  // 3 ends the session for good
             CBHandle(frame->header, frame->opt, frame->data, first16);
             ++handled;
         }
@@ -396,7 +406,7 @@ TEST_F(Dispatch, RandomBytesAndRandomFramesAreSurvived) {
         drain();
     }
     EXPECT_GT(handled, 2500u);
-    mQuitPro = 0;
+    PlatformSession().Reset();
     Connect();
     ExpectNoReplyBeforeSentinel();
 }

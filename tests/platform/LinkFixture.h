@@ -15,7 +15,8 @@
 #include "platform/Dispatch.h"
 #include "platform/Protool.h"
 #include "platform/Session.h"
-#include "platform/TcpServer.h"
+#include "platform/SessionState.h"
+#include "platform/PlatformLink.h"
 
 namespace testplatform {
 
@@ -62,7 +63,15 @@ protected:
     void Connect(bool loggedIn = true) {
         ASSERT_EQ(0, ServerInit("127.0.0.1", peer.port()));
         ASSERT_TRUE(peer.Accept());
-        mLogin = loggedIn ? 1 : 0;
+        LogIn(loggedIn);
+    }
+
+    // The session logged in (a login answer with period 20), or a login begun and not answered.
+    static void LogIn(bool in) {
+        if (in)
+            PlatformSession().LoginAnswer(20);
+        else
+            PlatformSession().BeginLogin();
     }
 
     std::string Status() { return testsupport::ReadFile(Paths().plugStatus); }

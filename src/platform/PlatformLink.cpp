@@ -1,4 +1,4 @@
-#include "platform/TcpServer.h"
+#include "platform/PlatformLink.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -21,61 +21,67 @@
 #include <thread>
 
 #include "core/Clock.h"
-#include "core/Globals.h"
 #include "core/Log.h"
 #include "core/Thread.h"
+#include "core/UniqueFd.h"
 #include "core/Status.h"
 #include "platform/Dispatch.h"
-#include "platform/Session.h"
+#include "platform/FrameQueue.h"
+#include "platform/SessionState.h"
 #include "platform/TcpQueue.h"
 
 using namespace limits;
 
 namespace {
 
-// The connection: its socket (0 when none) and run flag, the lock around every send, recv and
-// close, and the two threads of the session context with their state (0 none, 1 response
-// thread running, 2 response and receive threads running). The threads and their state are
-// touched by the supervision loop only.
-std::atomic<int> ServerSock{0};
-std::atomic<int> ServerRun{0};
-std::mutex gConnMu;
-struct ConnThreads {
+// The connection: its socket (-1 when none; 0 is a valid descriptor) and the lock around every
+// send, recv and close of it; whether it is in use (ServerInit ran, DeleteServer or the context
+// reset did not yet); one run flag per thread; the two threads with their state (0 none,
+// 1 response thread running, 2 response and receive threads running). The threads and their
+// state are touched by the supervision loop only.
+struct Link {
+    std::mutex mu;
+    UniqueFd sock;
+    std::atomic<int> inUse{0};
+    std::atomic<int> respRun{0};
+    std::atomic<int> recvRun{0};
     std::thread resp;
     std::thread recv;
     int state = 0;
-} gThreads;
+} gLink;
+FrameQueue gFrames;  // cut by the receive thread, handled by the response thread
 
 void CloseSocketLocked() {
-    std::lock_guard<std::mutex> g(gConnMu);
-    int fd = ServerSock.exchange(0);
-    if (fd > 0) close(fd);
+    std::lock_guard<std::mutex> g(gLink.mu);
+    gLink.sock.reset();
 }
 
 void RespProc() {
     std::unique_ptr<QueuedFrame> frame(new QueuedFrame);
-    int16_t first16 = 0;  // pop leaves it alone for a frame without data block
-    RecvQueue& queue = GetRecvQueue();
-    while (ServerRun == 1) {
-        int r = queue.pop(frame.get(), &first16);
-        if (r == -1) {
-            queue.WaitForPush(kRespIdleMs, ServerRun);
-            continue;
-        }
-        if (r != 0) continue;
+    int16_t first16 = 0;
+    while (gLink.respRun == 1) {
+        if (gFrames.Pop(frame.get(), &first16, kRespIdleMs, gLink.respRun) != 0) continue;
         const FrameHeader& h = frame->header;
         if (h.msgType == 11) LOGD("regist or connnect ack len = %d,%d", h.optLen, h.dataLen);
         CBHandle(h, frame->opt, frame->data, first16);
     }
 }
 
-// The session is over: the supervision loop sees mQuitPro and tears down.
+// Cuts every complete frame out of the receive queue: heartbeat answers are handled here at
+// once, every other frame goes to the response thread in arrival order.
+void CutFrames(QueuedFrame* frame, int16_t* first16) {
+    RecvQueue& queue = GetRecvQueue();
+    int r;
+    while ((r = queue.pop(frame, first16)) != -1) {
+        if (r != 0 || HandleOnReceipt(frame->header, *first16)) continue;
+        gFrames.Push(*frame, *first16);
+    }
+}
+
+// The connection is lost: the session is over, the supervision loop sees it and tears down.
 void EndSession() {
-    mLogin = 0;
-    WritePlugStatus(kStatusSessionEnded);
-    mQuitPro = 1;
+    PlatformSession().LinkLost([] { WritePlugStatus(kStatusSessionEnded); });
     CloseSocketLocked();
-    SessionWake();
 }
 
 enum class Wait { kReadable, kTimeout, kFailed, kOther };
@@ -94,11 +100,16 @@ Wait PollReadable(int fd) {
     return Wait::kOther;
 }
 
+int SocketFd() {
+    std::lock_guard<std::mutex> g(gLink.mu);
+    return gLink.sock.get();
+}
+
 // One recv under the connection lock.
 ssize_t RecvLocked(uint8_t* buf, size_t size, int* err) {
-    std::lock_guard<std::mutex> g(gConnMu);
-    int fd = ServerSock;
-    if (fd <= 0) {
+    std::lock_guard<std::mutex> g(gLink.mu);
+    int fd = gLink.sock.get();
+    if (fd < 0) {
         *err = EBADF;
         return -1;
     }
@@ -109,15 +120,18 @@ ssize_t RecvLocked(uint8_t* buf, size_t size, int* err) {
 
 void ServerRecv() {
     uint8_t buf[kRecvChunk];
+    std::unique_ptr<QueuedFrame> frame(new QueuedFrame);
+    int16_t first16 = 0;  // pop leaves it alone for a frame without data block
     int pollErrors = 0;
     int zeroReads = 0;
     int recvErrors = 0;
     RecvQueue& queue = GetRecvQueue();
-    while (ServerRun == 1) {
-        int fd = ServerSock;
-        if (fd <= 0) break;
+    while (gLink.recvRun == 1) {
+        // Only this thread closes the socket while it runs (DeleteServer joins it first).
+        int fd = SocketFd();
+        if (fd < 0) break;
         Wait w = PollReadable(fd);
-        if (ServerRun != 1) break;
+        if (gLink.recvRun != 1) break;
         if (w == Wait::kTimeout) continue;
         if (w == Wait::kFailed) {
             if (++pollErrors > kMaxSelectErrors) return EndSession();
@@ -132,6 +146,7 @@ void ServerRecv() {
         ssize_t n = RecvLocked(buf, sizeof buf, &err);
         if (n > 0) {
             queue.push(buf, static_cast<size_t>(n));
+            CutFrames(frame.get(), &first16);
             pollErrors = zeroReads = recvErrors = 0;
         } else if (n == 0) {
             if (++zeroReads >= kMaxZeroReads) {
@@ -156,44 +171,40 @@ int SocketInit(const char* address, int port) {
     sa.sin_family = AF_INET;
     sa.sin_addr.s_addr = inet_addr(address);
     sa.sin_port = htons(static_cast<uint16_t>(port));
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    bool ok = fd >= 0;
+    UniqueFd fd(socket(AF_INET, SOCK_STREAM, 0));
+    bool ok = fd.valid();
     if (!ok) LOGE("Create socket failed!");
     int one = 1;
-    if (ok && setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0) {
+    if (ok && setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0) {
         LOGE("setsockopt(SO_REUSEADDR) Failed!");
         ok = false;
     }
     int sndbuf = static_cast<int>(kSockSndBuf);
-    if (ok && setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf) != 0) {
+    if (ok && setsockopt(fd.get(), SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf) != 0) {
         LOGE("setsockopt(SO_SNDBUF) Failed!");
         ok = false;
     }
-    if (ok && connect(fd, reinterpret_cast<struct sockaddr*>(&sa), sizeof sa) != 0) {
+    if (ok && connect(fd.get(), reinterpret_cast<struct sockaddr*>(&sa), sizeof sa) != 0) {
         LOGE("connect failed!......");
         ok = false;
     }
     if (!ok) {
-        if (fd >= 0) close(fd);
-        ServerSock = 0;
         LOGE("SocketInit error");
-        return -1;
-    }
-    {
-        std::lock_guard<std::mutex> g(gConnMu);
-        ServerSock = fd;
+        return -1;  // fd closes itself
     }
     LOGD("connected.");
     // Every frame is written whole in one send; without this a reply that follows another
     // (an answer, then "parser error") waits for the peer's delayed acknowledgement.
-    if (setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one) != 0)
+    if (setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one) != 0)
         LOGE("setsockopt(TCP_NODELAY) Failed!");
     int nonBlocking = 1;
-    ioctl(fd, FIONBIO, &nonBlocking);
+    ioctl(fd.get(), FIONBIO, &nonBlocking);
+    std::lock_guard<std::mutex> g(gLink.mu);
+    gLink.sock = std::move(fd);
     return 0;
 }
 
-// Joins whatever threads the last connection left (they end once ServerRun is 0).
+// Joins whatever threads the last connection left (they end once their run flags are 0).
 void JoinLogged(std::thread& t, const char* failText) {
     try {
         if (t.joinable()) t.join();
@@ -203,47 +214,51 @@ void JoinLogged(std::thread& t, const char* failText) {
 }
 
 void JoinConnThreads() {
-    if (gThreads.state >= 1) JoinLogged(gThreads.resp, "Stop response thread error...");
-    if (gThreads.state == 2) JoinLogged(gThreads.recv, "Stop rtsp client stream error...");
-    gThreads.state = 0;
+    if (gLink.state >= 1) JoinLogged(gLink.resp, "Stop response thread error...");
+    if (gLink.state == 2) JoinLogged(gLink.recv, "Stop rtsp client stream error...");
+    gLink.state = 0;
 }
 
 }  // namespace
 
 int ServerInit(const char* address, int port) {
-    if (ServerRun == 1) {
+    if (gLink.inUse == 1) {
         LOGE("Client running.");
         return -1;
     }
     JoinConnThreads();
-    ServerRun = 1;
+    gLink.inUse = 1;
     GetRecvQueue().Reset();
+    gFrames.Clear();
     if (SocketInit(address, port) != 0) return -1;
-    if (!StartNamedThread(&gThreads.resp, "plug-resp", RespProc)) {
+    gLink.respRun = 1;
+    if (!StartNamedThread(&gLink.resp, "plug-resp", RespProc)) {
         LOGE("Create response thread failed");
         return -1;
     }
-    gThreads.state = 1;
-    if (!StartNamedThread(&gThreads.recv, "plug-recv", ServerRecv)) {
+    gLink.state = 1;
+    gLink.recvRun = 1;
+    if (!StartNamedThread(&gLink.recv, "plug-recv", ServerRecv)) {
         LOGE("Create receive thread error.");
         return -1;
     }
-    gThreads.state = 2;
+    gLink.state = 2;
     return 0;
 }
 
 int SendFrame(const uint8_t* frame, size_t len) {
     if (!frame || len < 1 || len > kFrameBufSize) return -1;
-    std::lock_guard<std::mutex> g(gConnMu);
-    int fd = ServerSock;
-    if (fd < 1) return -1;
-    ssize_t n = send(fd, frame, len, MSG_NOSIGNAL);
+    std::lock_guard<std::mutex> g(gLink.mu);
+    if (!gLink.sock.valid()) return -1;
+    ssize_t n = send(gLink.sock.get(), frame, len, MSG_NOSIGNAL);
     return n == static_cast<ssize_t>(len) ? 0 : -1;
 }
 
 void DeleteServer() {
-    ServerRun = 0;
-    GetRecvQueue().Wake();
+    gLink.inUse = 0;
+    gLink.respRun = 0;
+    gLink.recvRun = 0;
+    gFrames.Wake();
     SleepMs(kDeleteServerSettleMs);
     JoinConnThreads();
     CloseSocketLocked();
@@ -251,10 +266,11 @@ void DeleteServer() {
 
 void ResetRecvQueue() {
     GetRecvQueue().Reset();
+    gFrames.Clear();
 }
 
 void ResetServerRun() {
-    ServerRun = 0;
+    gLink.inUse = 0;
 }
 
 int GetServerIp(const char* host, char* ip, size_t ipSize) {

@@ -1,4 +1,5 @@
-// The agent's TCP connection to a platform server and its receive / response threads.
+// The platform client's link: its one TCP connection to a platform server, with the receive thread
+// (ServerRecv) that cuts frames and the response thread (RespProc) that handles them.
 #pragma once
 
 #include <cstddef>
@@ -17,5 +18,6 @@ int SendFrame(const uint8_t* frame, size_t len);
 void DeleteServer();
 // Empties the receive queue (its fill offset back to 0).
 void ResetRecvQueue();
-// Clears the connection's run flag without stopping anything (the session context reset).
+// Marks the connection unused without stopping anything (the session context reset), so that
+// ServerInit may run again after a failed one.
 void ResetServerRun();
