@@ -44,6 +44,9 @@ struct LanThreadsTest : ::testing::Test {
         lan.SetArp("192.168.1.50 0x1 0x2 02:00:00:00:00:50 * br-lan\n");
     }
     void TearDown() override {
+        StopSubdev();  // idempotent: ends what a failed assertion left running
+        Fn39Stop();
+        Fn40Stop();
         l_debug = 0;
         mLogin = 0;
         CommClientReg = 0;
