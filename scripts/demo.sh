@@ -6,7 +6,9 @@
 #   - the agent (plugagent -d, time running 10 times faster) in a private runtime directory,
 #   - the companion simulator (companionsim) on the agent's companion socket,
 # and shows registration, login, heartbeats, a few function calls answered by the simulated
-# router and by the companion, a setting written back to the router, and a forced disconnect.
+# router and by the companion, a setting written back to the router, the LAN device list
+# (function 64 asks, function 63 answers) and the companion's function-40 device reports, and a
+# forced disconnect.
 # Ends by itself.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -59,7 +61,9 @@ wait_for() {  # wait_for FILE PATTERN: until FILE holds a line matching PATTERN 
 send() { echo "$*" >"$dir/ctl"; }
 
 wait_for "$dir/agent.log" 'Login done'
+# The companion also sends a function-40 device list: two online devices, one offline.
 "$build/sim/companion/companionsim" -s "$dir/CommServer" -e "set mesh 1" \
+    -e "devlist 0200000040A1:1:demo-phone 0200000040A2:1 0200000040A3:0" \
     >"$dir/companion.out" 2>&1 </dev/null &
 pids+=("$!")
 wait_for "$dir/platform.out" ' type=1 '  # the first heartbeat
@@ -77,6 +81,9 @@ send fn 73                                 # mesh switch, answered by the compan
 wait_for "$dir/platform.out" 'function: 73 '
 send fn 62                                 # not supported by this agent
 wait_for "$dir/platform.out" 'text="parser error"'
+send fn 64                                 # full LAN device list, uploaded as function 63
+wait_for "$dir/platform.out" 'device list: '
+wait_for "$dir/platform.out" 'online device: .*mac=02:00:00:00:40:A2'
 wait_for "$dir/platform.out" ' type=1 .*' # one more heartbeat
 send disconnect                            # forced disconnect: status 005, exit 255
 status=0

@@ -281,6 +281,10 @@ int CompanionSim::Control(const std::string& line) {
         }
         return Push(997, payload);
     }
+    if (cmd == "devlist") {  // a function-40 device list
+        Bytes payload;
+        return DevListPayload(Rest(in), &payload) ? Push(40, payload) : -1;
+    }
     if (cmd == "push" || cmd == "pushtext" || cmd == "every") {
         long period = 0;
         unsigned id = 0;

@@ -21,6 +21,10 @@ Bytes EncodeFrame(uint16_t funcId, uint32_t seq, const Bytes& payload);
 // The one-line description of a frame.
 std::string DescribeFrame(const char* dir, const uint8_t* frame, size_t len);
 Bytes FromHex(const std::string& hex);
+// The payload of a function-40 device list from blank-separated entries MAC[:STATUS[:NAME]]
+// (12 hex digits; status 1 online (default) or 0 offline; the name fills the 32 data bytes):
+// the 16-bit count, then 39 bytes per entry. false for a bad entry or an empty list.
+bool DevListPayload(const std::string& entries, Bytes* payload);
 
 class CompanionSim {
 public:
@@ -35,7 +39,7 @@ public:
     // Applies one control line: "status N [ID]", "set mesh N", "set roaming N", "set threshold A
     // B", "set band N", "set support N", "set topology TEXT", "set bssid HEX", "set adj HEX", "set
     // wan HEX", "set conf JSON", "pushconf", "push ID HEX", "pushtext ID TEXT", "every SEC ID HEX",
-    // "quit". 0, 1 for quit, -1 for a bad line.
+    // "devlist MAC[:STATUS[:NAME]]...", "quit". 0, 1 for quit, -1 for a bad line.
     int Control(const std::string& line);
     // Sends one frame with the next sequence number. 0 or -1.
     int Push(uint16_t funcId, const Bytes& payload);

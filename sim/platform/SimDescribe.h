@@ -16,4 +16,7 @@ bool Printable(const uint8_t* p, size_t n);
 // Printable text as text="..." (with \" \\ \n escapes), anything else as hex=...
 std::string DescribeData(const uint8_t* p, size_t n);
 
+// Uploads of device lists (type 19, DataType 63 or 40) as readable lines; "" for other frames.
+std::string DescribeDeviceUpload(const DecodedFrame& f);
+
 }  // namespace psim

@@ -54,6 +54,9 @@ void PlatformSim::HandleFrame(Conn& c, const RawFrame& raw) {
 }
 
 void PlatformSim::PrintDecodedAnswer(const DecodedFrame& f) {
+    std::istringstream upload(DescribeDeviceUpload(f));
+    for (std::string line; std::getline(upload, line);)
+        Print("  " + line);
     Bytes ans = FunctionAnswerOf(f);
     if (ans.empty() || Printable(ans.data(), ans.size())) return;
     std::istringstream text(DecodeFunctionAnswer(ans.data(), ans.size()));

@@ -45,10 +45,10 @@ void AgentRun::Start(const AgentConfig& cfg) {
     env["PLUG_SDK_STATE"] = dir_.File("router.json");
     env["PLUG_SDK_CALL_LOG"] = dir_.File("sdk-calls.log");
 #endif
-    child_ = std::make_unique<testsupport::Child>(
-        std::vector<std::string>{testsupport::AgentBinary(), "-d", "-f", dir_.File("plug.conf"),
-                                 "-m", kMacArg},
-        env, dir_.File("agent.log"), dir_.path());
+    std::vector<std::string> argv{testsupport::AgentBinary(), "-f", dir_.File("plug.conf"), "-m",
+                                  kMacArg};
+    if (cfg.debug) argv.insert(argv.begin() + 1, "-d");
+    child_ = std::make_unique<testsupport::Child>(argv, env, dir_.File("agent.log"), dir_.path());
 }
 
 std::string AgentRun::Log() const {

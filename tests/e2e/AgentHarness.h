@@ -45,6 +45,7 @@ struct AgentConfig {
     std::string server2 = "127.0.0.1";
     int port = 6039;
     double scale = 10;  // PLUG_TIME_SCALE
+    bool debug = true;  // -d (debug logging and the agent's debug-only behaviour)
     std::map<std::string, std::string> env;
 };
 
