@@ -1,6 +1,5 @@
-// The bandwidth (function 66) and surf-rule (function 69) payloads, good and bad, through their
-// function rows: the answer's result code, the line logged and the router SDK calls made.
-#include <cstdint>
+// The bandwidth (function 66) and surf-rule (function 69) payloads through their function rows:
+// the answer's result code, the line logged and the router SDK setter calls made.
 #include <string>
 #include <vector>
 
@@ -14,161 +13,118 @@
 
 namespace {
 
-using Calls = std::vector<std::string>;
+using rulestest::Lines;
+using rulestest::List;
 
-// Runs the row with `text` (and its NUL) at request byte 10; the answer's result code.
-int CallRow(int (*row)(FnCall&), uint16_t id, const std::string& text) {
+// The row's answer code for `text` (with its NUL) at request byte 10.
+int CallRow(uint16_t id, const std::string& text) {
     std::vector<uint8_t> req = {0xAB, 0xCD, static_cast<uint8_t>(id), 0, 0, 0, 0, 0, 0, 0};
-    req.insert(req.end(), text.begin(), text.end());
-    req.push_back(0);
+    req.insert(req.end(), text.c_str(), text.c_str() + text.size() + 1);
     std::vector<uint8_t> ans(limits::kAnswerBufSize);
     FnCall call{req.data(), req.size(), ans.data(), 0};
-    EXPECT_EQ(0, row(call));
+    (id == 66 ? Fn66SetTcRules : Fn69SetSurfRules)(call);
     EXPECT_EQ(6u, call.ansLen);
     return ans[4] | ans[5] << 8;
 }
 
-// One bandwidth element; "~" drops a member, a value without quotes is written as it is.
-std::string Tc(const std::string& flag, const std::string& mac, const std::string& up = "\"100\"",
-               const std::string& down = "\"200\"") {
-    std::string e;
-    auto add = [&e](const char* name, const std::string& v) {
-        if (v != "~") e += std::string(e.empty() ? "" : ",") + "\"" + name + "\":" + v;
-    };
-    add("FLAG", flag);
-    add("MAC", mac);
-    add("UP", up);
-    add("DOWN", down);
-    return "{" + e + "}";
-}
-
-std::string Surf(const std::string& flag, const std::string& allow,
-                 const std::string& mac = "\"3C:22:FB:91:0A:11\"",
-                 const std::string& start = "\"10:00\"") {
-    std::string e;
-    auto add = [&e](const char* name, const std::string& v) {
-        if (v != "~") e += std::string(e.empty() ? "" : ",") + "\"" + name + "\":" + v;
-    };
-    add("FLAG", flag);
-    add("MAC", mac);
-    add("DAY", "\"3\"");
-    add("START", start);
-    add("STOP", "\"10:05\"");
-    add("ALLOW", allow);
-    return "{" + e + "}";
-}
-
-std::string List(const std::string& elems) {
-    return "{\"LIST\":[" + elems + "]}";
-}
-
-const char* const kBlocked = "\"DC:A6:32:01:66:05\"";  // access_control 0 in the default state
+const std::string kPhone = "MAC=3C:22:FB:91:0A:11 ";
+const std::string kTc = "UP=100 DOWN=200";
+const std::string kSurf = "DAY=3 START=10:00 STOP=10:05 ";
+const std::string kBlocked = "MAC=DC:A6:32:01:66:05 ";  // access_control 0 in the default state
+const char* const kUs = "set_dev_us_max_bw 3C:22:FB:91:0A:11 ";
+const char* const kDs = "set_dev_ds_max_bw 3C:22:FB:91:0A:11 ";
 
 struct PayloadCase {
-    char parser;          // 't' bandwidth (66), 's' surf rules (69)
-    const char* setup;    // a surf-rule payload applied first (nullptr: none)
-    const char* payload;  // nullptr: the parser is called without a payload
+    uint16_t fn;
+    std::string setup;    // a surf-rule payload applied first ("": none)
+    std::string payload;  // "(none)": the parser is called without one
     int result;
     const char* log;
-    Calls sdk;  // setter calls in order ("set_" lines of the simulator's call log)
+    Lines setters;
 };
 
 TEST(RulePayloads, ResultLogAndSdkCalls) {
-    const std::string tcSet = List(Tc("\"1\"", "\"3C:22:FB:91:0A:11\""));
-    const std::string tcClear = List(Tc("\"0\"", "\"3C:22:FB:91:0A:11\"", "\"7\"", "\"9\""));
-    const std::string tcShort = List(Tc("\"1\"", "\"3C:22:FB\"", "\"99999999999\"", "\"-5x\""));
-    const std::string tcBadFlagAfterGood =
-        List(Tc("\"1\"", "\"3C:22:FB:91:0A:11\"") + "," + Tc("\"2\"", "\"3C:22:FB:91:0A:11\""));
-    const std::string tcEmptyMac = List(Tc("\"1\"", "\"\""));
-    const std::string tcNumberUp = List(Tc("\"1\"", "\"3C:22:FB:91:0A:11\"", "100"));
-    const std::string tcNoFlag = List(Tc("~", "\"3C:22:FB:91:0A:11\""));
-    const std::string tcNoDown = List(Tc("\"1\"", "\"3C:22:FB:91:0A:11\"", "\"1\"", "~"));
-    const std::string surfAdd = List(Surf("\"1\"", "\"1\""));
-    const std::string surfDelBlocked = List(Surf("\"0\"", "\"0\"", kBlocked));
-    const std::string surfAddBlocked = List(Surf("\"1\"", "\"1\"", kBlocked));
-    const std::string surfBadFlag = List(Surf("\"2\"", "\"1\""));
-    const std::string surfBadAllow = List(Surf("\"1\"", "\"yes\""));
-    const std::string surfNoFlag = List(Surf("~", "\"1\""));
-    const std::string surfNoAllow = List(Surf("\"1\"", "~"));
-    const std::string surfNumberMac = List(Surf("\"1\"", "\"1\"", "7"));
-    const std::string surfDelMissing = List(Surf("\"0\"", "\"1\""));
     const PayloadCase cases[] = {
-        {'t', nullptr, nullptr, 1, "", {}},
-        {'t', nullptr, "{", 2, "Parse json failed.", {}},
-        {'t', nullptr, "{}", 0, "", {}},
-        {'t', nullptr, "{\"LIST\":[]}", 0, "", {}},
-        {'t', nullptr, tcNoFlag.c_str(), 3, "", {}},
-        {'t', nullptr, tcNoDown.c_str(), 6, "", {}},
-        {'t',
-         nullptr,
-         tcSet.c_str(),
+        {66, "", "(none)", 1, "", {}},
+        {66, "", "{", 2, "Parse json failed.", {}},
+        {66, "", "{}", 0, "", {}},
+        {66, "", List({kPhone + kTc}), 3, "", {}},
+        {66, "", List({"FLAG=1 " + kPhone + "UP=1"}), 6, "", {}},
+        {66,
+         "",
+         List({"FLAG=1 " + kPhone + kTc}),
          0,
          "set_dev_ds_max_bw result: 0",
-         {"set_dev_us_max_bw 3C:22:FB:91:0A:11 100", "set_dev_ds_max_bw 3C:22:FB:91:0A:11 200"}},
-        {'t',
-         nullptr,
-         tcClear.c_str(),
+         {kUs + std::string("100"), kDs + std::string("200")}},
+        {66,
+         "",
+         List({"FLAG=0 " + kPhone + kTc}),
          0,
          "flag = 0, clean tc rules",
-         {"set_dev_us_max_bw 3C:22:FB:91:0A:11 0", "set_dev_ds_max_bw 3C:22:FB:91:0A:11 0"}},
-        {'t',
-         nullptr,
-         tcShort.c_str(),
+         {kUs + std::string("0"), kDs + std::string("0")}},
+        {66,
+         "",
+         List({"FLAG=1 MAC=3C:22:FB UP=99999999999 DOWN=-5x"}),
          0,
          "set_dev_us_max_bw result: 1",
          {"set_dev_us_max_bw 3C:22:FB:00:00:00 2147483647",
           "set_dev_ds_max_bw 3C:22:FB:00:00:00 -5"}},
-        {'t',
-         nullptr,
-         tcBadFlagAfterGood.c_str(),
+        {66,
+         "",
+         List({"FLAG=1 " + kPhone + kTc, "FLAG=2 " + kPhone + kTc}),
          7,
          "Wrong tc rule param flag",
-         {"set_dev_us_max_bw 3C:22:FB:91:0A:11 100", "set_dev_ds_max_bw 3C:22:FB:91:0A:11 200"}},
-        {'t', nullptr, tcEmptyMac.c_str(), 7, "Wrong tc rule param dev_mac", {}},
-        {'t', nullptr, tcNumberUp.c_str(), 7, "Wrong tc rule param", {}},
-        {'s', nullptr, nullptr, 1, "Json is null.", {}},
-        {'s', nullptr, "[1,", 2, "Parse json failed.", {}},
-        {'s', nullptr, "{\"LIST\":[]}", 0, "", {}},
-        {'s', nullptr, surfNoFlag.c_str(), 3, "Wrong surf rule param", {}},
-        {'s', nullptr, surfNoAllow.c_str(), 8, "Wrong surf rule param", {}},
-        {'s', nullptr, surfBadFlag.c_str(), 9, "Wrong surf rule param", {}},
-        {'s', nullptr, surfBadAllow.c_str(), 9, "Wrong surf rule param", {}},
-        {'s', nullptr, surfNumberMac.c_str(), 0, "Wrong surf rule", {}},
-        {'s', nullptr, surfAdd.c_str(), 0, "Add surf rule 3C:22:FB:91:0A:11|3", {}},
-        {'s', nullptr, surfDelMissing.c_str(), 0, "hash node is NULL for 3C:22:FB:91:0A:11|3", {}},
-        {'s',
-         surfAddBlocked.c_str(),
-         surfDelBlocked.c_str(),
+         {kUs + std::string("100"), kDs + std::string("200")}},
+        {66, "", List({"FLAG=1 MAC= " + kTc}), 7, "Wrong tc rule param dev_mac", {}},
+        {66, "", List({"FLAG=1 " + kPhone + "UP=#100 DOWN=200"}), 7, "Wrong tc rule param", {}},
+        {69, "", "(none)", 1, "Json is null.", {}},
+        {69, "", "[1,", 2, "Parse json failed.", {}},
+        {69, "", List({kPhone + kSurf + "ALLOW=1"}), 3, "Wrong surf rule param", {}},
+        {69, "", List({"FLAG=1 " + kPhone + kSurf}), 8, "Wrong surf rule param", {}},
+        {69, "", List({"FLAG=2 " + kPhone + kSurf + "ALLOW=1"}), 9, "Wrong surf rule param", {}},
+        {69, "", List({"FLAG=1 " + kPhone + kSurf + "ALLOW=yes"}), 9, "Wrong surf rule param", {}},
+        {69, "", List({"FLAG=1 MAC=#7 " + kSurf + "ALLOW=1"}), 0, "Wrong surf rule", {}},
+        {69,
+         "",
+         List({"FLAG=1 " + kPhone + kSurf + "ALLOW=1"}),
+         0,
+         "Add surf rule 3C:22:FB:91:0A:11|3",
+         {}},
+        {69,
+         "",
+         List({"FLAG=0 " + kPhone + kSurf + "ALLOW=1"}),
+         0,
+         "hash node is NULL for 3C:22:FB:91:0A:11|3",
+         {}},
+        {69,
+         List({"FLAG=1 " + kBlocked + kSurf + "ALLOW=1"}),
+         List({"FLAG=0 " + kBlocked + kSurf + "ALLOW=0"}),
          0,
          "set_dev_access_control for: DC:A6:32:01:66:05 to 1",
          {"set_dev_access_control DC:A6:32:01:66:05 access=1 mode=1"}},
-        {'s',
-         surfAdd.c_str(),
-         surfDelMissing.c_str(),
+        {69,
+         List({"FLAG=1 " + kPhone + kSurf + "ALLOW=1"}),
+         List({"FLAG=0 " + kPhone + kSurf + "ALLOW=1"}),
          0,
          "surf rule 3C:22:FB:91:0A:11|3 removed.",
-         {}},  // the device's access is already 1: nothing to restore
+         {}},  // its access is 1 already
     };
     for (const PayloadCase& c : cases) {
-        SCOPED_TRACE(std::string(c.parser == 't' ? "66 " : "69 ") +
-                     (c.payload ? c.payload : "(none)"));
+        SCOPED_TRACE(std::to_string(c.fn) + " " + c.payload);
         rulestest::SimRouter router;
         hash_table_init();
-        if (c.setup != nullptr) {
-            ASSERT_EQ(0, ParseSurfRulesParam(c.setup));
+        if (!c.setup.empty()) {
+            ASSERT_EQ(0, ParseSurfRulesParam(c.setup.c_str()));
         }
         router.ClearCalls();
         testsupport::LogCapture log;
-        int result = 0;
-        if (c.payload == nullptr) {
-            result = c.parser == 't' ? ParseTcParam(nullptr) : ParseSurfRulesParam(nullptr);
+        if (c.payload == "(none)") {
+            EXPECT_EQ(c.result, c.fn == 66 ? ParseTcParam(nullptr) : ParseSurfRulesParam(nullptr));
         } else {
-            result = c.parser == 't' ? CallRow(Fn66SetTcRules, 66, c.payload)
-                                     : CallRow(Fn69SetSurfRules, 69, c.payload);
+            EXPECT_EQ(c.result, CallRow(c.fn, c.payload));
         }
-        EXPECT_EQ(c.result, result);
         EXPECT_TRUE(log.Contains(c.log)) << log.Text();
-        EXPECT_EQ(c.sdk, router.Calls("set_"));
+        EXPECT_EQ(c.setters, router.Calls("set_"));
     }
     hash_table_init();
 }
