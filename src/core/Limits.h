@@ -147,4 +147,21 @@ constexpr long kType3MinGapSec = 50;
 constexpr size_t kAutoReportTextSize = 500;
 constexpr size_t kFwResultTextSize = 255;
 
+// Port mappings, bandwidth limits and the surf-rule table.
+constexpr size_t kRouteFlagSize = 2;  // s_flag
+constexpr size_t kRouteIpSize = 32;   // s_pre_ip, s_post_ip
+constexpr size_t kRoutePortSize = 8;  // s_pre_port, s_post_port
+constexpr long kRoutePortMax = 65535;
+constexpr size_t kSurfBuckets = 512;     // hashTable bucket heads (hash & 0x1FF)
+constexpr int kSurfMaxInsertions = 512;  // hash_table_size at which insertions stop
+constexpr size_t kSurfKeySize = 256;     // "MAC|day" key buffer
+
+// Access-time service.
+constexpr int kEaccessParamA = 1;  // no_feeling_daemon(1, 99, 6100)
+constexpr int kEaccessParamB = 99;
+constexpr int kEaccessParamC = 6100;
+constexpr long kEaccessPassPeriodMs = 30000;  // one enforcement pass every 30 s
+constexpr long kEaccessStopSettleMs = 2000;   // the stop step's pause before the join
+constexpr size_t kEaccessDevRecords = 128;    // 4352-byte record buffer of 34-byte records
+
 }  // namespace limits

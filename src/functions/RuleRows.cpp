@@ -1,21 +1,26 @@
 #include "functions/RuleRows.h"
 
-#include "core/Log.h"
+#include "core/Limits.h"
+#include "functions/FnRequest.h"
+#include "rules/RouteFunc.h"
+#include "rules/SurfRules.h"
 
-// The rule modules are not built yet: these rows answer result code 1 (not done).
 namespace {
 
-int NotBuilt(FnCall& call) {
-    LOGE("rule tables not built yet");
-    FnAnswerStatus(call, 1);
+// The rule text runs from request byte 10 to its NUL, which must lie within the received bytes.
+int RuleTextRow(FnCall& call, int (*parse)(const char*)) {
+    const char* text = FnParamText(call, limits::kFnParamOffset, limits::kRespDataBufSize);
+    if (text == nullptr) return 0;
+    FnAnswerStatus(call, static_cast<uint16_t>(parse(text)));
     return 0;
 }
 
 }  // namespace
 
 int Fn66SetTcRules(FnCall& call) {
-    return NotBuilt(call);
+    return RuleTextRow(call, ParseTcParam);
 }
+
 int Fn69SetSurfRules(FnCall& call) {
-    return NotBuilt(call);
+    return RuleTextRow(call, ParseSurfRulesParam);
 }

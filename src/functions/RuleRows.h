@@ -1,4 +1,5 @@
-// Function-table rows handed to the rule modules: bandwidth rules (66) and surf rules (69).
+// Function-table rows handed to the rule modules: bandwidth rules (66) and surf rules (69). Each
+// answers status-only with the parser's result.
 #pragma once
 
 #include "functions/FunctionCall.h"

@@ -1,0 +1,126 @@
+// Port mappings: the iptables argument vectors (recorded by a fake iptables first on PATH), the
+// refusal of bad payloads before anything runs, and, as root, the real nat table of a network
+// namespace.
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "RulesTestSupport.h"
+#include "core/Process.h"
+#include "rules/RouteFunc.h"
+
+namespace {
+
+using rulestest::Lines;
+using rulestest::Obj;
+
+const std::string kMapping = " PRE_IP=10.0.0.1 PRE_PORT=8080 POST_IP=192.168.1.5 POST_PORT=80";
+const std::string kPre =
+    "|PREROUTING|-d|10.0.0.1|-p|tcp|-m|tcp|--dport|8080|-j|DNAT|--to-destination|192.168.1.5:80|";
+const std::string kPost =
+    "|POSTROUTING|-d|192.168.1.5|-p|tcp|-m|tcp|--dport|80|-j|SNAT|--to-source|10.0.0.1:8080|";
+const Lines kAdd = {"-t|nat|-D" + kPre, "-t|nat|-D" + kPost, "-t|nat|-A" + kPre,
+                    "-t|nat|-A" + kPost};
+
+struct RouteCase {
+    std::string payload;  // "(none)": no payload
+    int result;
+    const char* log;
+    Lines runs;  // the fake's argument vectors, '|' after each argument
+};
+
+TEST(PortMapping, ArgumentVectorsResultsAndRefusals) {
+    testsupport::TempDir dir;
+    testsupport::WriteFile(dir.File("iptables"),
+                           "#!/bin/sh\nprintf '%s|' \"$@\" >> \"$0.argv\"; echo >> \"$0.argv\"\n");
+    chmod(dir.File("iptables").c_str(), 0755);
+    const std::string path = getenv("PATH");
+    setenv("PATH", (dir.path() + ":" + path).c_str(), 1);
+    const RouteCase cases[] = {
+        {Obj("FLAG=1" + kMapping), 0,
+         " route_cmd1: \niptables -t nat -A PREROUTING -d 10.0.0.1 -p tcp -m tcp --dport 8080 -j "
+         "DNAT --to-destination 192.168.1.5:80",
+         kAdd},
+        {Obj("FLAG=10" + kMapping), 0, " FLAG = [1]", kAdd},
+        {Obj("FLAG=0" + kMapping),
+         0,
+         " route_cmd2: \niptables -t nat -D POSTROUTING -d 192.168.1.5 -p tcp -m tcp --dport 80 "
+         "-j SNAT --to-source 10.0.0.1:8080",
+         {kAdd[0], kAdd[1]}},
+        {"(none)", -1, " ParseRouteParam ", {}},
+        {"{", -2, ": error = [-2]", {}},
+        {Obj(kMapping), -3, ": error = [-3]", {}},
+        {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=8080 POST_IP=192.168.1.5"), -7, "error = [-7]", {}},
+        {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=#8080 POST_IP=1.2.3.4 POST_PORT=80"), -5, "[-5]", {}},
+        {Obj("FLAG=2" + kMapping), -8, ": error = [-8]", {}},
+        {Obj("FLAG=1 PRE_IP=10.0.0.1;reboot PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=80"),
+         -9,
+         "Wrong route param",
+         {}},
+        {Obj("FLAG=1 PRE_IP=" + std::string(40, '1') + " PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=80"),
+         -9,
+         "error = [-9]",
+         {}},
+        {Obj("FLAG=0 PRE_IP=10.0.0.1 PRE_PORT=0 POST_IP=1.2.3.4 POST_PORT=80"), -9, "[-9]", {}},
+        {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=65536"), -9, "[-9]", {}},
+        {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=80 POST_IP=1.2.3.256 POST_PORT=80"), -9, "[-9]", {}},
+    };
+    for (const RouteCase& c : cases) {
+        SCOPED_TRACE(c.payload);
+        unlink(dir.File("iptables.argv").c_str());
+        testsupport::LogCapture log;
+        EXPECT_EQ(c.result, ParseRouteParam(c.payload == "(none)" ? nullptr : c.payload.c_str()));
+        EXPECT_TRUE(log.Contains(c.log)) << log.Text();
+        EXPECT_EQ(c.runs, rulestest::LinesOf(testsupport::ReadFile(dir.File("iptables.argv"))));
+    }
+    setenv("PATH", path.c_str(), 1);
+}
+
+// ParseRouteParam(payload) in a child process that joined the network namespace `ns`.
+int ParseInNamespace(const std::string& ns, const std::string& payload) {
+    pid_t pid = fork();
+    if (pid == 0) {
+        int fd = open(("/run/netns/" + ns).c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0 || setns(fd, CLONE_NEWNET) != 0) _exit(100);
+        _exit(ParseRouteParam(payload.c_str()) == 0 ? 0 : 101);
+    }
+    int status = -1;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The "-A" lines of `ip netns exec <ns> iptables -t nat -S`.
+Lines NatRules(const std::string& ns) {
+    testsupport::TempDir dir;
+    RunProcess({"ip", "netns", "exec", ns, "iptables", "-t", "nat", "-S"},
+               {ProcessOutput::kFile, dir.File("nat")});
+    return rulestest::LinesOf(testsupport::ReadFile(dir.File("nat")), "-A ");
+}
+
+TEST(PortMapping, RealNatTableInANetworkNamespace) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root for a network namespace";
+    if (RunProcess({"iptables", "-V"}, {ProcessOutput::kFile, "/dev/null"}) != 0)
+        GTEST_SKIP() << "no iptables (scripts/install-deps.sh installs it)";
+    const std::string ns = "plugrules" + std::to_string(getpid());
+    ASSERT_EQ(0, RunProcess({"ip", "netns", "add", ns}));
+    const Lines mapped = {
+        "-A PREROUTING -d 10.0.0.1/32 -p tcp -m tcp --dport 8080 -j DNAT --to-destination "
+        "192.168.1.5:80",
+        "-A POSTROUTING -d 192.168.1.5/32 -p tcp -m tcp --dport 80 -j SNAT --to-source "
+        "10.0.0.1:8080"};
+    EXPECT_EQ(0, ParseInNamespace(ns, Obj("FLAG=1" + kMapping)));
+    EXPECT_EQ(mapped, NatRules(ns));
+    EXPECT_EQ(0, ParseInNamespace(ns, Obj("FLAG=1" + kMapping)));
+    EXPECT_EQ(mapped, NatRules(ns)) << "a second add leaves one copy";
+    EXPECT_EQ(0, ParseInNamespace(ns, Obj("FLAG=0" + kMapping)));
+    EXPECT_EQ(Lines{}, NatRules(ns));
+    RunProcess({"ip", "netns", "del", ns});
+}
+
+}  // namespace
