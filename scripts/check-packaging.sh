@@ -49,11 +49,9 @@ fi
 # 2. shellcheck
 init=packaging/openwrt/plugagent/files/plugagent.init
 if shellcheck -s sh "$init"; then pass "shellcheck -s sh $init"; else fail "shellcheck $init"; fi
-if shellcheck -s sh packaging/plugagent-start; then
-    pass "shellcheck -s sh packaging/plugagent-start"
-else
-    fail "shellcheck packaging/plugagent-start"
-fi
+for f in packaging/plugagent-start tests/targets/plugagent-start-test.sh; do
+    if shellcheck -s sh "$f"; then pass "shellcheck -s sh $f"; else fail "shellcheck $f"; fi
+done
 if shellcheck scripts/*.sh; then pass "shellcheck scripts/*.sh"; else fail "shellcheck scripts"; fi
 
 # 3. procd calls of the init script: record them with stand-ins, then compare.
@@ -83,9 +81,12 @@ else
     pass "start_service refuses to start without a configuration file"
 fi
 
-# 3b. plugagent-start: a verified update (status 004) replaces the agent before it runs; any
-# other state leaves the installed agent alone. Host executables stand in for the agent:
-# "true" as the installed one, "false" as the update, so the exit status shows which one ran.
+# 3b. plugagent-start with real executables: only a verified update (status 004) for this
+# machine is tried; any other state leaves the installed agent alone. Host executables stand in
+# for the agent: "true" as the installed one, "false" as the update, so the exit status shows
+# which one ran last. "false" never logs in, so a tried update is rolled back after its third
+# exit. (tests/targets/plugagent-start-test.sh covers the trial, the keep, the rollback and the
+# power cuts with stand-in agents that log in.)
 start_script=packaging/plugagent-start
 # start_case NAME STATUS DOWNLOAD(-|true-copy|false-copy|text|other-cpu) WANT_RC WANT_AGENT WANT_DL
 start_case() {
@@ -103,14 +104,14 @@ start_case() {
             ;;
     esac
     rc=0
-    PLUG_AGENT_BIN="$dir/bin/plugagent" PLUG_RUNTIME_DIR="$dir/run" "$start_script" -d \
-        2>"$dir/log" || rc=$?
+    PLUG_AGENT_BIN="$dir/bin/plugagent" PLUG_RUNTIME_DIR="$dir/run" PLUG_TRIAL_POLL=0.1 \
+        PLUG_TRIAL_RESTART_DELAY=0 "$start_script" -d 2>"$dir/log" || rc=$?
     local agent_is=other dl_is=absent
     cmp -s "$dir/bin/plugagent" "$(type -P true)" && agent_is=old
     cmp -s "$dir/bin/plugagent" "$(type -P false)" && agent_is=new
     [ -e "$dir/run/plug_download" ] && dl_is=kept
     if [ "$rc/$agent_is/$dl_is" = "$want_rc/$want_agent/$want_dl" ] &&
-        [ -z "$(find "$dir/run" "$dir/bin" -name '*.hdr*' -o -name '*.new')" ]; then
+        [ -z "$(find "$dir/run" "$dir/bin" -name '*.hdr*' -o -name 'plugagent.*')" ]; then
         pass "plugagent-start, $name: exit $rc, $agent_is agent, download $dl_is"
     else
         fail "plugagent-start, $name: got $rc/$agent_is/$dl_is, want $want_rc/$want_agent/$want_dl"
@@ -118,7 +119,14 @@ start_case() {
     fi
 }
 start_case no-download 004 - 0 old absent
-start_case verified-update 004 false 1 new absent
+start_case verified-update-never-logs-in 004 false 0 old absent
+tried=$(grep -c 'exited with status 1 before logging in' \
+    "$work/start-verified-update-never-logs-in/log")
+if [ "$tried" = 3 ]; then
+    pass "plugagent-start tried the verified update three times before the rollback"
+else
+    fail "plugagent-start tried the verified update $tried times, want 3"
+fi
 start_case unverified-download 104 false 0 old kept
 start_case no-status-file - false 0 old kept
 start_case not-a-program 004 text 0 old absent

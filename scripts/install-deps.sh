@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(build-essential cmake pkg-config libssl-dev libcjson-dev libgtest-dev libmbedtls-dev
-          libnss-wrapper openssl procps iputils-ping iproute2 iptables busybox "$@")
+          libnss-wrapper openssl procps iputils-ping iproute2 iptables busybox shellcheck "$@")
 
 missing=()
 for p in "${packages[@]}"; do
