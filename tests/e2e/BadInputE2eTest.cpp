@@ -12,7 +12,7 @@ using psim::Bytes;
 
 constexpr double kScale = 10;
 
-class BadInput : public ::testing::Test {
+class BadInputE2e : public ::testing::Test {
 protected:
     void SetUp() override {
         psim::SimSettings s;
@@ -87,7 +87,7 @@ protected:
     uint8_t mac[6] = {0};
 };
 
-TEST_F(BadInput, MegabyteOfRandomBytes) {
+TEST_F(BadInputE2e, MegabyteOfRandomBytes) {
     // The receive queue keeps bytes without a frame magic until a frame arrives behind them,
     // and drops what does not fit: when the agent falls behind, a long stretch of random bytes
     // can fill it, every later byte is dropped, and only the heartbeat check ends that session.
