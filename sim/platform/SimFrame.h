@@ -61,7 +61,6 @@ public:
     bool Next(RawFrame* out);
     // Junk bytes discarded since the last call.
     size_t TakeSkipped();
-    size_t Held() const { return buf_.size(); }
 
 private:
     Bytes buf_;

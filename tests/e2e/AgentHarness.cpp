@@ -137,28 +137,6 @@ bool ParseReply(const psim::SimEvent& e, Reply* r) {
     return true;
 }
 
-std::vector<Reply> RepliesAfter(const psim::PlatformSim& sim, size_t from) {
-    std::vector<Reply> out;
-    auto ev = sim.Events();
-    for (size_t i = from; i < ev.size(); ++i) {
-        Reply r;
-        if (ParseReply(ev[i], &r)) out.push_back(r);
-    }
-    return out;
-}
-
-bool WaitReplies(const psim::PlatformSim& sim, size_t from, size_t n, int timeoutMs) {
-    return sim.WaitFor(
-        [&](const std::vector<psim::SimEvent>& ev) {
-            size_t count = 0;
-            Reply r;
-            for (size_t i = from; i < ev.size(); ++i)
-                if (ParseReply(ev[i], &r)) ++count;
-            return count >= n;
-        },
-        timeoutMs);
-}
-
 size_t EventCount(const psim::PlatformSim& sim) {
     return sim.Events().size();
 }

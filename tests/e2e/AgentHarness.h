@@ -81,8 +81,7 @@ AgentConfig ConfigFor(const psim::PlatformSim& sim, double scale);
 // Waits for the agent to be logged in: a login answer sent and the first heartbeat received.
 bool WaitLoggedIn(const psim::PlatformSim& sim, int timeoutMs);
 
-// Answer frames (types 25/26) received after event index `from`, whose function-answer tag is
-// `tag` or whose text data follows one; see ReplyFor.
+// A platform reply frame (type 25 or 26): its result code and, when present, its data.
 struct Reply {
     uint8_t msgType = 0;
     uint16_t code = 0;
@@ -91,10 +90,6 @@ struct Reply {
 };
 // Parses a reply frame event (type 25 or 26). False for other frames.
 bool ParseReply(const psim::SimEvent& e, Reply* r);
-// All replies received after event index `from`.
-std::vector<Reply> RepliesAfter(const psim::PlatformSim& sim, size_t from);
-// Waits until at least `n` replies arrived after `from`.
-bool WaitReplies(const psim::PlatformSim& sim, size_t from, size_t n, int timeoutMs);
 size_t EventCount(const psim::PlatformSim& sim);
 
 }  // namespace e2e

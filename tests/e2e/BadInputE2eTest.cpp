@@ -1,6 +1,6 @@
-// Garbage from the platform: the agent survives it and the session goes on.
-#include <random>
-
+// A megabyte of garbage from the platform against the real binary: the agent survives it and
+// answers again. What the queue and the frame handler do with each kind of bad frame is proven
+// by the platform unit tests; this run proves the binary as built holds together.
 #include "AgentHarness.h"
 #include "SimMessages.h"
 #include "core/ByteOrder.h"
@@ -12,7 +12,7 @@ using psim::Bytes;
 
 constexpr double kScale = 10;
 
-class BadInput : public ::testing::Test {
+class BadInputE2e : public ::testing::Test {
 protected:
     void SetUp() override {
         psim::SimSettings s;
@@ -20,16 +20,7 @@ protected:
         sim = StartSim(s);
         agent.Start(ConfigFor(*sim, kScale));
         ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
-        conn = sim->RxFrames(10).back().conn;
         sim->AgentMac(mac);
-    }
-
-    void TearDown() override {
-        // Same connection all along (unless the case allows a new login), agent still running.
-        if (!allowRelogin) {
-            EXPECT_EQ(sim->Count("CLOSE conn=" + std::to_string(conn)), 0u);
-        }
-        EXPECT_TRUE(agent.Running());
     }
 
     Bytes CallFrame(uint16_t tag, uint16_t fid) {
@@ -63,13 +54,12 @@ protected:
         return out;
     }
 
-    // Pads, then sends a function call; repeats until one is answered. With allowRelogin, a
-    // session that the garbage ended is followed into its new login.
+    // Pads, then sends a function call; repeats until one is answered. A session that the
+    // garbage ended is followed into its new login.
     bool SessionGoesOn() {
         size_t logins = sim->RxFrames(10).size();
         for (uint16_t tag = 500; tag < 510; ++tag) {
-            if (allowRelogin && sim->RxFrames(10).size() > logins && !WaitLoggedInAgain(logins))
-                continue;
+            if (sim->RxFrames(10).size() > logins && !WaitLoggedInAgain(logins)) continue;
             size_t mark = EventCount(*sim);
             sim->SendRaw(PadFrames(7 + 255 + 65535));
             sim->SendRaw(CallFrame(tag, 89));
@@ -92,82 +82,24 @@ protected:
             RealMs(60, kScale));
     }
 
-    bool allowRelogin = false;
     std::unique_ptr<psim::PlatformSim> sim;
     AgentRun agent;
-    int conn = 0;
     uint8_t mac[6] = {0};
 };
 
-TEST_F(BadInput, MegabyteOfRandomBytes) {
+TEST_F(BadInputE2e, MegabyteOfRandomBytes) {
     // The receive queue keeps bytes without a frame magic until a frame arrives behind them,
     // and drops what does not fit: when the agent falls behind, a long stretch of random bytes
     // can fill it, every later byte is dropped, and only the heartbeat check ends that session.
     // Either way the agent lives on and answers again, on this connection or after a new login.
-    allowRelogin = true;
+    const int conn = sim->RxFrames(10).back().conn;
     sim->SendJunk(1 << 20);
     EXPECT_TRUE(SessionGoesOn()) << agent.Log().substr(0, 4000);
     if (sim->Count("CLOSE conn=" + std::to_string(conn)) > 0) {
         EXPECT_TRUE(agent.WaitLog("heart beep error", 1000)) << "session ended another way";
     }
+    EXPECT_TRUE(agent.Running());
 }
-
-TEST_F(BadInput, JunkBeforeTheMagicIsDiscardedWithTheFrame) {
-    std::mt19937 rng(7);
-    Bytes junk = psim::JunkBytes(300, rng);
-    for (size_t i = 0; i + 1 < junk.size(); ++i)
-        if (junk[i] == 0xCC) junk[i] = 0;  // no magic at all in front
-    Bytes frame = CallFrame(42, 89);
-    junk.insert(junk.end(), frame.begin(), frame.end());
-    size_t mark = EventCount(*sim);
-    sim->SendRaw(junk);
-    EXPECT_TRUE(Answered(mark, 42, 5000)) << agent.Log();
-}
-
-TEST_F(BadInput, FrameSplitAcrossWritesIsHandledOnceComplete) {
-    Bytes frame = CallFrame(43, 89);
-    size_t mark = EventCount(*sim);
-    sim->SendRaw(Bytes(frame.begin(), frame.begin() + 5));
-    EXPECT_FALSE(Answered(mark, 43, 300));
-    sim->SendRaw(Bytes(frame.begin() + 5, frame.begin() + 20));
-    EXPECT_FALSE(Answered(mark, 43, 300));
-    sim->SendRaw(Bytes(frame.begin() + 20, frame.end()));
-    EXPECT_TRUE(Answered(mark, 43, 5000)) << agent.Log();
-}
-
-TEST_F(BadInput, TruncatedFrameThenTheSessionGoesOn) {
-    Bytes frame = CallFrame(44, 89);
-    frame.resize(frame.size() - 10);  // never completed by its own bytes
-    sim->SendRaw(frame);
-    EXPECT_TRUE(SessionGoesOn()) << agent.Log();
-}
-
-struct OversizeCase {
-    uint8_t msgType;
-    uint8_t optLen;
-    uint16_t dataLen;
-};
-
-class Oversize : public BadInput, public ::testing::WithParamInterface<OversizeCase> {};
-
-TEST_P(Oversize, FrameIsDroppedAndTheSessionGoesOn) {
-    std::mt19937 rng(11);
-    Bytes opt = psim::JunkBytes(GetParam().optLen, rng);
-    Bytes data = psim::JunkBytes(GetParam().dataLen, rng);
-    for (auto& b : data)
-        if (b == 0xCC) b = 0;
-    for (auto& b : opt)
-        if (b == 0xCC) b = 0;
-    size_t mark = EventCount(*sim);
-    sim->SendRaw(psim::BuildRawFrame(GetParam().msgType, 0, opt, data, 0));
-    sim->SendRaw(CallFrame(45, 89));
-    EXPECT_TRUE(Answered(mark, 45, 5000)) << agent.Log();
-}
-
-INSTANTIATE_TEST_SUITE_P(Sizes, Oversize,
-                         ::testing::Values(OversizeCase{20, 255, 65535}, OversizeCase{20, 0, 8193},
-                                           OversizeCase{18, 255, 9000},
-                                           OversizeCase{25, 200, 16000}));
 
 }  // namespace
 }  // namespace e2e

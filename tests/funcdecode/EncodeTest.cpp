@@ -11,9 +11,7 @@ namespace {
 
 using fdtest::Bytes;
 using fdtest::FromHex;
-using fdtest::Put;
-using fdtest::PutText;
-using fdtest::Zeros;
+using fdtest::Image;
 
 struct EncodeCase {
     const char* line;
@@ -37,23 +35,27 @@ std::string Error(const std::string& line) {
     return error;
 }
 
-TEST(Encode, DocumentedExampleBodyForFunction45) {
-    Bytes body;
-    std::string error;
-    ASSERT_EQ(0, EncodeFunctionRequest(45, "dns1=8.8.8.8 dns2=8.8.4.4", &body, &error, 0x3412));
-    EXPECT_EQ(FromHex("12 34 2D 00 00 00 00 00 00 00 08 08 08 08 08 08 04 04"), body);
-}
-
 TEST(Encode, BodyHeaderCarriesTagAndIdLittleEndian) {
-    Bytes body;
-    std::string error;
-    ASSERT_EQ(0, EncodeFunctionRequest(5, "index=0", &body, &error));
-    EXPECT_EQ(FromHex("00 00 05 00 00 00 00 00 00 00 00 00"), body);
-    ASSERT_EQ(0, EncodeFunctionRequest(300, "hex=AB", &body, &error, 0xBEEF));
-    EXPECT_EQ(FromHex("EF BE 2C 01 00 00 00 00 00 00 AB"), body);
+    const struct {
+        uint16_t id;
+        const char* args;
+        uint16_t tag;
+        const char* body;
+    } cases[] = {
+        {45, "dns1=8.8.8.8 dns2=8.8.4.4", 0x3412,
+         "12 34 2D 00 00 00 00 00 00 00 08 08 08 08 08 08 04 04"},  // the documented example
+        {5, "index=0", 0, "00 00 05 00 00 00 00 00 00 00 00 00"},
+        {300, "hex=AB", 0xBEEF, "EF BE 2C 01 00 00 00 00 00 00 AB"},
+    };
+    for (const auto& c : cases) {
+        Bytes body;
+        std::string error;
+        ASSERT_EQ(0, EncodeFunctionRequest(c.id, c.args, &body, &error, c.tag)) << error;
+        EXPECT_EQ(FromHex(c.body), body) << c.id;
+    }
 }
 
-TEST(Encode, SimpleParameterRows) {
+TEST(Encode, ParameterLayoutOfEveryFunction) {
     const EncodeCase cases[] = {
         {"3 index=1", FromHex("01 00")},
         {"7 index=0x102", FromHex("02 01")},
@@ -86,86 +88,43 @@ TEST(Encode, SimpleParameterRows) {
         {"3 hex=0100", FromHex("01 00")},
         {"9999 hex=DEADbeef", FromHex("DE AD BE EF")},
         {"4 hex=", Bytes{}},
+        // Fixed records: bytes 10 on, fields left out are zero.
+        {"8 target=192.168.1.20 size=64 count=4",
+         Image(24, {{0, "C0 A8 01 14"}, {20, "40 00 04 00"}})},
+        {"29 ftp_user=ftp ftp_password=fp samba_user=smb samba_password=sp "
+         "telnet_user=ttttttttttttttttttttttttttttttt telnet_password=tp",
+         Image(192, {{0, "", "ftp"},
+                     {32, "", "fp"},
+                     {64, "", "smb"},
+                     {96, "", "sp"},
+                     {128, "", std::string(31, 't')},
+                     {160, "", "tp"}})},
+        {"57 md5=0123456789abcdef0123456789abcdef url=http://fw/x.bin",
+         Image(33 + 16,
+               {{0, "", "0123456789abcdef0123456789abcdef"}, {33, "", "http://fw/x.bin"}})},
+        {"17 index=1 ssid=Home password=\"a \\\"b\\\"\" encrypt=1 enable=1 channel=6 beacon=100 "
+         "guest_ip=10.0.0.1 guest_mask=255.255.255.0",
+         Image(120, {{0, "01 00"},
+                     {2, "", "Home"},
+                     {35, "", "a \"b\""},
+                     {100, "01"},
+                     {103, "01"},
+                     {106, "06 00"},
+                     {110, "64 00 0A 00 00 01 FF FF FF 00"}})},
+        {"17", Bytes(120, 0)},
+        {"32 mac=AA:BB:CC:00:11:22 name=Phone access=0 rssi=-60 rate=1110 ip=192.168.1.20",
+         Image(34, {{0, "AA BB CC 00 11 22"}, {6, "", "Phone"}, {27, "C4 56 04 C0 A8 01 14"}})},
+        {"82 index=1 enable=1 vlan=10 mtu=1500 type=2 user=user mac=00:11:22:33:44:55 "
+         "ip=100.64.0.2 mask=255.255.255.0 dns1=8.8.8.8 speed=1000 nat=1",
+         Image(228, {{0, "01 00 01 0A 00 DC 05 02"},
+                     {40, "", "user"},
+                     {168, "00 11 22 33 44 55"},
+                     {205, "64 40 00 02 FF FF FF 00"},
+                     {217, "08 08 08 08"},
+                     {225, "E8 03 01"}})},
     };
     for (const EncodeCase& c : cases)
         EXPECT_EQ(c.params, Params(c.line)) << c.line;
-}
-
-TEST(Encode, PingTargetSizeAndCountAtTheirOffsets) {
-    Bytes want = Zeros(24);  // bytes 10-33
-    Put(&want, 0, "C0 A8 01 14");
-    Put(&want, 20, "40 00");
-    Put(&want, 22, "04 00");
-    EXPECT_EQ(want, Params("8 target=192.168.1.20 size=64 count=4"));
-}
-
-TEST(Encode, ServiceAccountsAreSixFixedFields) {
-    Bytes want = Zeros(192);  // bytes 10-201
-    PutText(&want, 0, "ftp");
-    PutText(&want, 32, "fp");
-    PutText(&want, 64, "smb");
-    PutText(&want, 96, "sp");
-    PutText(&want, 128, std::string(31, 't'));
-    PutText(&want, 160, "tp");
-    EXPECT_EQ(want, Params("29 ftp_user=ftp ftp_password=fp samba_user=smb samba_password=sp "
-                           "telnet_user=" +
-                           std::string(31, 't') + " telnet_password=tp"));
-}
-
-TEST(Encode, FirmwareUpdateMd5FieldThenUrl) {
-    Bytes want = Zeros(33);
-    PutText(&want, 0, "0123456789abcdef0123456789abcdef");
-    for (char c : std::string("http://fw/x.bin"))
-        want.push_back(static_cast<uint8_t>(c));
-    want.push_back(0);
-    EXPECT_EQ(want, Params("57 md5=0123456789abcdef0123456789abcdef url=http://fw/x.bin"));
-}
-
-TEST(Encode, SsidRecordFieldsLeftOutAreZero) {
-    Bytes want = Zeros(120);
-    Put(&want, 0, "01 00");
-    PutText(&want, 2, "Home");
-    PutText(&want, 35, "a \"b\"");
-    Put(&want, 100, "01");
-    Put(&want, 103, "01");
-    Put(&want, 106, "06 00");
-    Put(&want, 110, "64 00");
-    Put(&want, 112, "0A 00 00 01");
-    Put(&want, 116, "FF FF FF 00");
-    EXPECT_EQ(want, Params("17 index=1 ssid=Home password=\"a \\\"b\\\"\" encrypt=1 enable=1 "
-                           "channel=6 beacon=100 guest_ip=10.0.0.1 guest_mask=255.255.255.0"));
-    EXPECT_EQ(Zeros(120), Params("17"));
-}
-
-TEST(Encode, DeviceRecordForAccessControl) {
-    Bytes want = Zeros(34);
-    Put(&want, 0, "AA BB CC 00 11 22");
-    PutText(&want, 6, "Phone");
-    Put(&want, 25, "00");
-    Put(&want, 27, "C4");
-    Put(&want, 28, "56 04");
-    Put(&want, 30, "C0 A8 01 14");
-    EXPECT_EQ(want, Params("32 mac=AA:BB:CC:00:11:22 name=Phone access=0 rssi=-60 rate=1110 "
-                           "ip=192.168.1.20"));
-}
-
-TEST(Encode, WanRecordForSetWanConfiguration) {
-    Bytes want = Zeros(228);
-    Put(&want, 0, "01 00");
-    Put(&want, 2, "01");
-    Put(&want, 3, "0A 00");
-    Put(&want, 5, "DC 05");
-    Put(&want, 7, "02");
-    PutText(&want, 40, "user");
-    Put(&want, 168, "00 11 22 33 44 55");
-    Put(&want, 205, "64 40 00 02");
-    Put(&want, 209, "FF FF FF 00");
-    Put(&want, 217, "08 08 08 08");
-    Put(&want, 225, "E8 03");
-    Put(&want, 227, "01");
-    EXPECT_EQ(want, Params("82 index=1 enable=1 vlan=10 mtu=1500 type=2 user=user "
-                           "mac=00:11:22:33:44:55 ip=100.64.0.2 mask=255.255.255.0 dns1=8.8.8.8 "
-                           "speed=1000 nat=1"));
 }
 
 struct ErrorCase {
@@ -224,15 +183,6 @@ TEST(Encode, TextLimitsAreExact) {
     std::string json1023 = "\"" + std::string(1021, 'j') + "\"";
     EXPECT_EQ(1025u, Params("87 json=" + json1023).size());
     Error("87 json=\"" + std::string(1022, 'j') + "\"");
-}
-
-TEST(Encode, HelpListsEveryArgument) {
-    EXPECT_EQ("dns1=<a.b.c.d> dns2=<a.b.c.d>", FunctionArgsHelp(45));
-    EXPECT_EQ("mac=<AA:BB:CC:DD:EE:FF> name=<text, at most 63>", FunctionArgsHelp(37));
-    EXPECT_EQ("", FunctionArgsHelp(1));
-    EXPECT_EQ("", FunctionArgsHelp(0));
-    EXPECT_STREQ("set DNS servers", FunctionTitle(45));
-    EXPECT_STREQ("", FunctionTitle(89));
 }
 
 // Random operator lines made of the characters that matter to the argument syntax: each either

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -21,18 +22,26 @@ inline Bytes FromHex(const std::string& hex) {
     return out;
 }
 
-// `n` zero bytes, then the given bytes written at their offsets.
 inline Bytes Zeros(size_t n) {
     return Bytes(n, 0);
 }
-inline void Put(Bytes* b, size_t off, const std::string& hex) {
-    Bytes v = FromHex(hex);
-    for (size_t i = 0; i < v.size(); ++i)
-        b->at(off + i) = v[i];
-}
-inline void PutText(Bytes* b, size_t off, const std::string& text) {
-    for (size_t i = 0; i < text.size(); ++i)
-        b->at(off + i) = static_cast<uint8_t>(text[i]);
+
+// One field of a record image: bytes from hexadecimal text, or (when `text` is set) characters.
+struct At {
+    size_t off;
+    std::string hex;
+    std::string text = "";
+};
+
+// `n` zero bytes with the fields written at their offsets.
+inline Bytes Image(size_t n, std::initializer_list<At> fields) {
+    Bytes b(n, 0);
+    for (const At& f : fields) {
+        Bytes v = f.text.empty() ? FromHex(f.hex) : Bytes(f.text.begin(), f.text.end());
+        for (size_t i = 0; i < v.size(); ++i)
+            b.at(f.off + i) = v[i];
+    }
+    return b;
 }
 
 }  // namespace fdtest

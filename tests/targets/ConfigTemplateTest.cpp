@@ -3,8 +3,6 @@
 // disturb the section and key rules.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "TestSupport.h"
@@ -18,11 +16,6 @@ struct Key {
     int result;
     const char* value;
 };
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 void Replace(std::string& text, const std::string& from, const std::string& to) {
     size_t at = text.find(from);
@@ -52,12 +45,12 @@ TEST(ConfigTemplate, AsShippedOnlyThePortIsSet) {
 
 TEST(ConfigTemplate, FilledInGivesEveryValue) {
     testsupport::TempDir dir;
-    std::string text = ReadFile(PLUG_CONF_TEMPLATE);
+    std::string text = testsupport::ReadFile(PLUG_CONF_TEMPLATE);
     Replace(text, "\nPIN=\n", "\nPIN=20261122\n");
     Replace(text, "\nKEY=\n", "\nKEY=0123456789abcdef\n");
     Replace(text, "\nSERVER1=\n", "\nSERVER1=reg1.example.net\n");
     Replace(text, "\nSERVER2=\n", "\nSERVER2=192.0.2.7\n");
-    std::ofstream(dir.File("plug.conf")) << text;
+    testsupport::WriteFile(dir.File("plug.conf"), text);
     SetConfigPath(dir.File("plug.conf"));
     const Key keys[] = {{"Dev", "PIN", 0, "20261122"},
                         {"Protool", "KEY", 0, "0123456789abcdef"},

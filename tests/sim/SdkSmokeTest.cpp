@@ -1,0 +1,245 @@
+// The router SDK simulator, smoke only. What each getter fills, the failure injection and the
+// call log are proven by the function rows and the end-to-end runs that read the simulated
+// router through the agent. Here: every kind of record the agent sets survives the state file
+// and a fresh load, lists stop at their room, and bad state or arguments get the library's
+// statuses.
+#include <cjson/cJSON.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "RouterSdk.h"
+#include "TestSupport.h"
+
+namespace {
+
+using testsupport::ReadFile;
+using testsupport::WriteFile;
+
+const uint8_t kLaptop[6] = {0xF0, 0x18, 0x98, 0x7C, 0x44, 0x03};  // attached in the bundled state
+
+class Sdk : public ::testing::Test {
+protected:
+    void SetUp() override {
+        WriteFile(state_, ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));
+        setenv("PLUG_SDK_STATE", state_.c_str(), 1);
+        setenv("PLUG_SDK_CALL_LOG", dir_.File("calls.log").c_str(), 1);
+    }
+    void TearDown() override {
+        unsetenv("PLUG_SDK_STATE");
+        unsetenv("PLUG_SDK_CALL_LOG");
+    }
+    // Replaces the top-level member `key` of the state file with the JSON text `json`.
+    void SetTop(const char* key, const std::string& json) {
+        cJSON* root = cJSON_Parse(ReadFile(state_).c_str());
+        ASSERT_NE(nullptr, root);
+        cJSON_DeleteItemFromObjectCaseSensitive(root, key);
+        cJSON_AddItemToObject(root, key, cJSON_Parse(json.c_str()));
+        char* text = cJSON_Print(root);
+        WriteFile(state_, text);
+        cJSON_free(text);
+        cJSON_Delete(root);
+    }
+    // The state file under another name: the library parses it from scratch.
+    void Reload() {
+        std::string copy = dir_.File("copy.json");
+        WriteFile(copy, ReadFile(state_));
+        setenv("PLUG_SDK_STATE", copy.c_str(), 1);
+    }
+
+    testsupport::TempDir dir_;
+    std::string state_ = dir_.File("state.json");
+};
+
+SsidCfg GuestSsid() {
+    SsidCfg c;
+    memset(&c, 0, sizeof c);
+    c.index = 1;
+    strcpy(c.ssid, "Visitors");
+    strcpy(c.password, "welcome-1234");
+    c.encrypt = 3;
+    c.enable = 1;
+    c.channel = 36;
+    c.maxClients = 12;
+    c.beaconInterval = 150;
+    c.guestIp = 0xC0A86401;    // 192.168.100.1
+    c.guestMask = 0xFFFF0000;  // 255.255.0.0
+    return c;
+}
+
+struct RoundTrip {
+    const char* name;
+    std::function<int()> set;
+    const char* onDisk;  // text the state file holds afterwards, where its form is a convention
+    std::function<void()> check;
+};
+
+void PrintTo(const RoundTrip& c, std::ostream* os) {
+    *os << c.name;
+}
+
+const RoundTrip kRoundTrips[] = {
+    {"ssid_record",
+     [] {
+         SsidCfg c = GuestSsid();
+         return set_ssid_cfg(&c);
+     },
+     "\"192.168.100.1\"",
+     [] {
+         SsidCfg want = GuestSsid(), back;
+         memset(&back, 0xEE, sizeof back);
+         ASSERT_EQ(0, get_ssid_cfg(1, &back));
+         EXPECT_EQ(0, memcmp(&want, &back, sizeof want));
+     }},
+    {"device_record",
+     [] {
+         DevCfg d;
+         memset(&d, 0, sizeof d);
+         memcpy(d.mac, kLaptop, 6);
+         d.mode = 1;
+         return set_dev_access_control(d);
+     },
+     nullptr,
+     [] {
+         DevCfg d;
+         ASSERT_EQ(0, get_dev_cfg(&d, kLaptop));
+         EXPECT_EQ(0, d.accessControl);
+         EXPECT_EQ(1, d.mode);
+     }},
+    {"ipv4_pair", [] { return set_dns(0x01020304, 0x05060708); }, "\"1.2.3.4\"",
+     [] {
+         uint32_t a = 0, b = 0;
+         ASSERT_EQ(0, get_dns(&a, &b));
+         EXPECT_EQ(0x01020304u, a);
+         EXPECT_EQ(0x05060708u, b);
+     }},
+    {"text", [] { return set_telnet_password(std::string(31, 'p').c_str()); },
+     "\"ppppppppppppppppppppppppppppppp\"",
+     [] {
+         char pw[ROUTER_ACCOUNT_SIZE];
+         ASSERT_EQ(0, get_telnet_password(pw));
+         EXPECT_EQ(std::string(31, 'p'), pw);
+     }},
+    {"device_name", [] { return set_dev_name(kLaptop, "Work laptop (Tom)"); },
+     "\"Work laptop (Tom)\"",
+     [] {
+         char name[ROUTER_DEV_NAME_SIZE];
+         ASSERT_EQ(0, get_dev_name(kLaptop, name));
+         EXPECT_STREQ("Work laptop (Tom)", name);
+     }},
+    {"switches", [] { return set_ssid_switch(3, 0) | set_led_switch(0) | set_ftp_switch(1); },
+     nullptr,
+     [] {
+         EXPECT_EQ(0, get_ssid_switch(3));
+         EXPECT_EQ(0, get_led_switch());
+         uint8_t on = 9;
+         ASSERT_EQ(0, get_ftp_switch(&on));
+         EXPECT_EQ(1, on);
+     }},
+    {"limits_64_bit",
+     [] { return set_dev_us_max_bw(kLaptop, INT64_MAX) | set_dev_ds_max_bw(kLaptop, -1); },
+     "\"9223372036854775807\"",
+     [] {
+         int64_t up = 0, down = 0;
+         ASSERT_EQ(0, get_dev_us_max_bw(kLaptop, &up));
+         ASSERT_EQ(0, get_dev_ds_max_bw(kLaptop, &down));
+         EXPECT_EQ(INT64_MAX, up);
+         EXPECT_EQ(-1, down);
+     }},
+    {"action", [] { return update_rom_version("http://fw.example/rom.bin", "0123abcd"); },
+     "\"http://fw.example/rom.bin\"", [] {}},
+};
+
+class SdkRoundTrip : public Sdk, public ::testing::WithParamInterface<RoundTrip> {};
+
+TEST_P(SdkRoundTrip, SetIsWrittenAndReadBackByAFreshLoad) {
+    ASSERT_EQ(0, GetParam().set());
+    if (GetParam().onDisk != nullptr) {
+        EXPECT_NE(std::string::npos, ReadFile(state_).find(GetParam().onDisk)) << ReadFile(state_);
+    }
+    Reload();
+    GetParam().check();
+}
+
+INSTANTIATE_TEST_SUITE_P(Records, SdkRoundTrip, ::testing::ValuesIn(kRoundTrips),
+                         [](const ::testing::TestParamInfo<RoundTrip>& i) {
+                             return std::string(i.param.name);
+                         });
+
+TEST_F(Sdk, ListsStopAtTheirRoomAndReportTheRealCount) {
+    std::string devs = "[", black = "[";
+    for (int i = 0; i < 130; ++i) {
+        char mac[18];
+        snprintf(mac, sizeof mac, "02:00:00:00:00:%02X", i);
+        devs += std::string(i ? "," : "") + "{\"mac\":\"" + mac + "\"}";
+        black += std::string(i ? "," : "") + "\"" + mac + "\"";
+    }
+    SetTop("devices", devs + "]");
+    SetTop("black_list", black + "]");
+    std::vector<DevCfg> d(ROUTER_MAX_DEVS + 1);
+    memset(d.data(), 0xEE, d.size() * sizeof(DevCfg));
+    uint16_t num = 0;
+    ASSERT_EQ(0, get_devs_cfg(d.data(), &num));
+    EXPECT_EQ(130, num);
+    EXPECT_EQ(ROUTER_MAX_DEVS - 1, d[ROUTER_MAX_DEVS - 1].mac[5]);
+    EXPECT_EQ(0xEE, d[ROUTER_MAX_DEVS].mac[0]);
+    std::vector<uint8_t> macs((ROUTER_MAX_BLACK + 1) * 6, 0xEE);
+    ASSERT_EQ(0, get_dev_black_list(reinterpret_cast<uint8_t(*)[6]>(macs.data()), &num));
+    EXPECT_EQ(130, num);
+    EXPECT_EQ(0xEE, macs[ROUTER_MAX_BLACK * 6]);
+}
+
+TEST_F(Sdk, MissingBrokenOrBadStateFailsWithStatusTwo) {
+    uint16_t n = 0;
+    LanCfg lan;
+    setenv("PLUG_SDK_STATE", dir_.File("absent.json").c_str(), 1);
+    EXPECT_EQ(2, get_wan_num(&n));
+    EXPECT_EQ(-2, get_led_switch());
+    setenv("PLUG_SDK_STATE", state_.c_str(), 1);
+    SetTop("lan", "{\"ip\": \"192.168.1\"}");
+    EXPECT_EQ(2, get_lan_cfg(&lan));
+    SetTop("load", "{\"cpu_use\": 70000}");
+    EXPECT_EQ(2, get_cpu_use(&n));
+    WriteFile(state_, "{\"identity\": ");
+    EXPECT_EQ(2, get_wan_num(&n));
+    EXPECT_EQ(2, set_name("x"));
+}
+
+TEST_F(Sdk, BadArgumentsFailWithStatusOneAndChangeNothing) {
+    const uint8_t unknown[6] = {1, 2, 3, 4, 5, 6};
+    WanCfg wan;
+    SsidCfg ssid;
+    DevCfg dev;
+    uint16_t speed;
+    EXPECT_EQ(1, get_wan_cfg(ROUTER_MAX_WANS, &wan));
+    EXPECT_EQ(1, get_wan_cfg(0, nullptr));
+    EXPECT_EQ(1, get_ssid_cfg(4, &ssid));
+    EXPECT_EQ(-1, get_ssid_switch(9));
+    EXPECT_EQ(1, get_dev_speed(-1, &speed));
+    EXPECT_EQ(1, get_dev_cfg(&dev, unknown));
+    EXPECT_EQ(1, set_dev_ds_max_bw(unknown, 5));
+    EXPECT_EQ(1, set_name(std::string(ROUTER_NAME_SIZE, 'n').c_str()));
+    EXPECT_EQ(1, set_ftp_user(std::string(ROUTER_ACCOUNT_SIZE, 'u').c_str()));
+    EXPECT_EQ(1, set_led_switch(3));
+    memset(&ssid, 'x', sizeof ssid);  // unterminated texts
+    ssid.index = 0;
+    EXPECT_EQ(1, set_ssid_cfg(&ssid));
+    EXPECT_EQ(ReadFile(PLUG_SDK_DEFAULT_STATE_FILE), ReadFile(state_));
+}
+
+TEST(SdkBundled, WithoutTheVariableTheBundledStateIsRead) {
+    unsetenv("PLUG_SDK_STATE");
+    cJSON* root = cJSON_Parse(ReadFile(PLUG_SDK_DEFAULT_STATE_FILE).c_str());
+    ASSERT_NE(nullptr, root);
+    const cJSON* sn = cJSON_GetObjectItem(cJSON_GetObjectItem(root, "identity"), "sn");
+    char text[ROUTER_TEXT_SIZE];
+    ASSERT_EQ(0, get_router_sn(text));
+    EXPECT_STREQ(cJSON_GetStringValue(sn), text);
+    cJSON_Delete(root);
+}
+
+}  // namespace
