@@ -6,13 +6,10 @@
 
 #include <netdb.h>
 
-#include <atomic>
 #include <cstdint>
 
 #include "core/Limits.h"
-
-// Result of the last rate test in bytes per second; -1 while none is known.
-extern std::atomic<int> gDownRate;
+#include "functions/ParseJson.h"  // gDownRate, the result of the last rate test (-1: none known)
 
 // Downloads http://host:port/path into localFile, streaming the body in 1024-byte pieces. 0 when
 // exactly the declared Content-Length (above 1024 bytes) was received and written, -1 otherwise

@@ -19,7 +19,6 @@
 
 using limits::kHttpBufSize;
 
-std::atomic<int> gDownRate{-1};
 int m_s = 0;
 struct hostent* m_phostent = nullptr;
 uint8_t m_bConnected = 0;
