@@ -263,7 +263,9 @@ int ByType(int type, const cJSON* root) {
         case 2:
             return PluginUpdate(root);
         case 4:
-            return cJSON_GetObjectItemCaseSensitive(root, "result") ? 0 : -1;
+            if (cJSON_GetObjectItemCaseSensitive(root, "result")) return 0;
+            LOGE("key \"result\" missing");
+            return -1;
         case 5:
         case 7:
             if (!TextInto(root, "mac", mMacText, sizeof mMacText)) return -1;
