@@ -8,6 +8,7 @@
 
 #include "AgentHarness.h"
 #include "HttpTestServer.h"
+#include "SimCommand.h"
 #include "TestSupport.h"
 #include "platform/Crypto.h"
 
@@ -30,13 +31,6 @@ bool WaitUploads(const psim::PlatformSim& sim, uint8_t dt, size_t n) {
                                   std::chrono::seconds(20));
 }
 
-std::string UpdateJson(int port, const std::string& md5) {
-    return "{\"pluginID\":\"PLUGIN-0001\",\"fromVersion\":\"2.0.0.7\",\"toVersion\":\"2.0.0.8\","
-           "\"url\":\"http://127.0.0.1:" +
-           std::to_string(port) + "/plug/plugagent\",\"fileLength\":3000,\"fileMD5\":\"" + md5 +
-           "\",\"token\":\"T0K3N\"}";
-}
-
 TEST(UpdateE2eTest, BadMd5ThenVerifiedUpdate) {
     std::string body(3000, '\0');
     for (size_t i = 0; i < body.size(); ++i)
@@ -52,7 +46,8 @@ TEST(UpdateE2eTest, BadMd5ThenVerifiedUpdate) {
     std::string download = agent.dir().File("plug_download");
 
     // The firmware command is answered with its fixed text (DataType 17).
-    sim->Plug(18, 15, "{\"fromVersion\":\"1.0\"}");
+    auto run = [&](const std::string& line) { return psim::RunCommand(*sim, line, [] {}); };
+    ASSERT_TRUE(run("plugdata fw-cmd fromVersion=1.0 -toVersion"));
     ASSERT_TRUE(WaitUploads(*sim, 17, 1)) << agent.Log();
     EXPECT_EQ(Uploads(*sim, 17)[0], "{\"result\":2,\"resultDesc\":\"toVersion not support.\"}");
 
@@ -60,7 +55,8 @@ TEST(UpdateE2eTest, BadMd5ThenVerifiedUpdate) {
     std::string upper = md5;
     for (char& c : upper)
         c = static_cast<char>(toupper(c));
-    sim->Plug(18, 2, UpdateJson(http.port(), upper));
+    ASSERT_TRUE(run("plugdata plugin-update url=http://127.0.0.1:" + std::to_string(http.port()) +
+                    "/plug/plugagent fileMD5=" + upper));
     ASSERT_TRUE(agent.WaitStatus("104", 20000)) << agent.Log();
     ASSERT_TRUE(WaitUploads(*sim, 3, 1));
     EXPECT_EQ(Uploads(*sim, 3)[0],
@@ -71,7 +67,10 @@ TEST(UpdateE2eTest, BadMd5ThenVerifiedUpdate) {
     EXPECT_NE(http.LastRequest().find("GET /plug/plugagent HTTP/1.1\r\n"), std::string::npos);
     EXPECT_TRUE(agent.Running());
 
-    sim->Plug(25, 2, UpdateJson(http.port(), md5));
+    testsupport::WriteFile(agent.dir().File("new-plugagent"), body);
+    ASSERT_TRUE(
+        run("plugdata plugin-update via=25 url=http://127.0.0.1:" + std::to_string(http.port()) +
+            "/plug/plugagent file=" + agent.dir().File("new-plugagent")));
     ASSERT_TRUE(agent.WaitStatus("004", 20000)) << agent.Log();
     ASSERT_TRUE(WaitUploads(*sim, 3, 2));
     EXPECT_NE(Uploads(*sim, 3)[1].find("\"process\":1,\"result\":0,\"resultDesc\":\"\"}"),
