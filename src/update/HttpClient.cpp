@@ -131,6 +131,10 @@ int HttpConnect(const char* host, int port) {
         return 0;
     }
     m_port = port;
+    if (port < 1 || port > 65535) {
+        LOGE("http: port %d out of range", port);
+        return 0;
+    }
     struct hostent* result = nullptr;
     int herr = 0;
     if (gethostbyname_r(host, &gHostEntry, gHostBuf, sizeof gHostBuf, &result, &herr) != 0 ||

@@ -120,6 +120,8 @@ TEST_F(DownloadTest, SilentServerAndRefusedConnectGiveUp) {
     EXPECT_EQ(DownLoadFIle("127.0.0.1", port, "/a", file.c_str()), -1);
     EXPECT_TRUE(log.Contains("http: connect to 127.0.0.1:" + std::to_string(port) + " failed"));
     EXPECT_EQ(DownLoadFIle("no-such-host.invalid", 80, "/a", file.c_str()), -1);
+    EXPECT_EQ(DownLoadFIle("127.0.0.1", 1234567, "/a", file.c_str()), -1);
+    EXPECT_TRUE(log.Contains("http: port 1234567 out of range"));
     EXPECT_EQ(DownLoadFIle("127.0.0.1", port, "/a", "/nonexistent-dir/file"), -1);
     EXPECT_TRUE(log.Contains("download filename: /nonexistent-dir/file"));
     EXPECT_TRUE(log.Contains("can't open local file"));

@@ -2,9 +2,13 @@
 // state it leaves, and the file MD5 against md5sum.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstring>
 #include <string>
 
 #include "TestSupport.h"
+#include "core/Paths.h"
 #include "core/Process.h"
 #include "functions/ParseJson.h"
 #include "platform/Session.h"
@@ -120,6 +124,46 @@ TEST(PayloadTest, FileMd5MatchesMd5sum) {
     char hex[kMd5HexSize];
     EXPECT_EQ(Compute_file_md5(dir.File("missing").c_str(), hex), -1);
     EXPECT_TRUE(log.Contains("fopen"));
+}
+
+}  // namespace
+
+namespace {
+
+// ParserPlugData's table for the types that send nothing when no platform session is up.
+TEST(PlugDataTest, DispatchByDataType) {
+    testsupport::TempDir dir;
+    PathsRelocate(dir.path());
+    struct Case {
+        uint8_t type;
+        const char* json;
+        int result;
+        const char* logText;
+    } cases[] = {
+        {1, "{bad", 0, "update cmd ok"},
+        {3, "{}", 0, ""},
+        {4, R"({"result":0})", 0, "datatype_online"},
+        {5, "{}", -1, "datatype_vip"},
+        {6, "{}", -1, "datatype_recog"},
+        {7, R"({"mac":"A1B2C3D4E5F6"})", 0, "datatype_rerecog"},
+        {8, "{}", 0, ""},
+        {9, "{}", -1, "route payloads are not available in this build"},
+        {10, "{}", 0, ""},
+        {14, "{}", 0, ""},
+        {17, "{}", 0, ""},
+        {18, R"({"func40Interval":2})", 0, "datatype_fn40_interval."},
+        {2, R"({"url":"x"})", 0, "md5: down :"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(static_cast<int>(c.type));
+        LogCapture log;
+        EXPECT_EQ(ParserPlugData(c.type, c.json, strlen(c.json)), c.result);
+        EXPECT_TRUE(log.Contains(c.logText)) << log.Text();
+    }
+    // The failed plug-in update (type 2, last row) is recorded as 104; nothing was downloaded.
+    EXPECT_EQ(testsupport::ReadFile(dir.File("plugstatus")), "104\n");
+    EXPECT_EQ(access(dir.File("plug_download").c_str(), F_OK), -1);
+    PathsRelocate("");
 }
 
 }  // namespace
