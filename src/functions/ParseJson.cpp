@@ -14,7 +14,7 @@ char mPluginID[128];
 char mFromVersion[16];
 char mToVersion[128];
 std::atomic<int> mProcess{0};
-std::atomic<int> gDownRate{0};
+std::atomic<int> gDownRate{-1};
 
 namespace {
 

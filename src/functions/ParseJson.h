@@ -4,12 +4,45 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
+
+#include "core/Limits.h"
 
 // Update state filled from the platform's plug-in data (sizes in bytes, NUL-terminated texts).
 extern char mPluginID[128];
 extern char mFromVersion[16];
 extern char mToVersion[128];
 extern std::atomic<int> mProcess;  // update progress reported by BuildJson kind 4
+// Download and firmware-update parameters from plug-in data types 2 and 16, read by the update
+// procedure on the same (response) thread. Texts are cut to their buffers.
+extern char mDownloadServer[limits::kDownloadServerSize];
+extern int mDownloadPort;                            // 80 when the URL names none
+extern char mDownloadUrl[limits::kDownloadUrlSize];  // the path, the request target
+extern long long mFileLength;
+extern char mFileMD5[limits::kFileMd5Size];
+extern char mToken[limits::kTokenSize];
+extern char mMacText[limits::kMacTextSize];  // MAC text of data types 5 and 7
+extern uint8_t mMac[6];                      // MAC of data type 6
+extern uint8_t mRecogResult;
+// Firmware-update block handed whole to the companion (function 999); layout in docs/update.md.
+extern uint8_t upParm[limits::kUpParmSize];
+constexpr size_t kUpParmFromVersion = 0;  // 64-byte texts, NUL-terminated
+constexpr size_t kUpParmToVersion = 64;
+constexpr size_t kUpParmUrl = 128;  // 252-byte text
+constexpr size_t kUpParmUrlSize = 252;
+constexpr size_t kUpParmFileLength = 380;   // 32-bit little-endian
+constexpr size_t kUpParmCheckMethod = 384;  // 8-byte text
+constexpr size_t kUpParmChkSum = 392;       // 40-byte text
+constexpr size_t kUpParmVersionSize = 64;
+constexpr size_t kUpParmCheckMethodSize = 8;
+constexpr size_t kUpParmChkSumSize = 40;
+
+// Reads the JSON of plug-in data `type` into the update state (table in docs/update.md). 0 on
+// success; -1 for a missing or unparsable text, a missing key or a bad value; for types 15 and
+// 16 the firmware-update codes 1 (fromVersion), 2 (toVersion), 3 (url), 5 (fileLength),
+// 4 (checkMethod), 7 (chkSum) for the first missing key in that order. Unknown types: 0.
+int ParserPlug(int type, const char* json);
+
 // Measured download rate in bytes per second (-1 when the rate test failed).
 extern std::atomic<int> gDownRate;
 
