@@ -2,7 +2,7 @@
 // calibration built from the stored configuration (ComF_send_calibration).
 #include <cjson/cJSON.h>
 
-#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -31,19 +31,19 @@ void JumpTimeOf(const cJSON* root, char* out, size_t cap) {
         snprintf(out, cap, "%s", item->valuestring);
 }
 
-long RouterMacVal() {
+int64_t RouterMacVal() {
     uint8_t mac[6];
     GetRouteMac(mac);
     return CommMacVal(mac);
 }
 
-bool ReferNumValid(long r) {
+bool ReferNumValid(int64_t r) {
     return r >= limits::kReferNumMin && r <= limits::kReferNumMax;
 }
 
 struct AutoSetting {
-    long timestamp;
-    long refer;
+    int64_t timestamp;
+    int64_t refer;
     int i1, i2, i3;
     char jump[limits::kJumpTimeSize];
 };
@@ -51,7 +51,7 @@ struct AutoSetting {
 bool ReadSetting(const char* text, AutoSetting* s) {
     JsonPtr root(cJSON_Parse(text), cJSON_Delete);
     if (!root) return false;
-    s->timestamp = CommJsonNumber(root.get(), "timestamp", 0, LONG_MIN, LONG_MAX);
+    s->timestamp = CommJsonNumber(root.get(), "timestamp", 0, INT64_MIN, INT64_MAX);
     s->refer = CommJsonNumber(root.get(), "referNum", -1);
     s->i1 = static_cast<int>(CommJsonNumber(root.get(), "interval1", -1));
     s->i2 = static_cast<int>(CommJsonNumber(root.get(), "interval2", -1));
@@ -72,14 +72,16 @@ unsigned ComF_set_auto_report(const char* json, size_t len) {
         LOGE("referNum is error !!!!!!");
         return 1;
     }
-    long now = static_cast<long>(NowSec());
-    long diff = 0, midnight = 0;
+    int64_t now = NowSec();
+    int64_t diff = 0, midnight = 0;
     if (!(s.i3 < 1 && s.i2 < 1)) {
-        diff = s.timestamp - now;
-        if (std::labs(diff) > limits::kMaxServerDiffSec) {
+        // Compared before subtracting: a timestamp near the 64-bit limits must not overflow.
+        if (s.timestamp < now - limits::kMaxServerDiffSec ||
+            s.timestamp > now + limits::kMaxServerDiffSec) {
             LOGE("Calibration time error !!!!!!");
             return 1;
         }
+        diff = s.timestamp - now;
         midnight = CommLocalMidnight(now);
     }
     SpreadInput in{s.refer, diff, s.i2, s.i3, s.jump, now, midnight, RouterMacVal()};
@@ -125,7 +127,7 @@ void SpreadWithStoredJump(char* text, void* ctx) {
 }  // namespace
 
 void ComF_send_calibration() {
-    long refer = referNum.load();
+    int64_t refer = referNum.load();
     if (!ReferNumValid(refer)) {
         LOGE("referNum is error !!!!!!");
         return;
@@ -139,8 +141,8 @@ void ComF_send_calibration() {
         LOGD("Function 89 no config, no need calibration!");
         return;
     }
-    long now = static_cast<long>(NowSec());
-    long midnight = (i2 >= 1 || i3 >= 1) ? CommLocalMidnight(now) : 0;
+    int64_t now = NowSec();
+    int64_t midnight = (i2 >= 1 || i3 >= 1) ? CommLocalMidnight(now) : 0;
     CalibrationCtx c{
         {refer, serverErr.load(), i2, i3, nullptr, now, midnight, RouterMacVal()}, {}, 0};
     CommWithJumpTime(SpreadWithStoredJump, &c);
