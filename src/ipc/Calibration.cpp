@@ -15,6 +15,7 @@
 #include "ipc/AutoReport.h"
 #include "ipc/ComF.h"
 #include "ipc/CommInternal.h"
+#include "ipc/CommRequest.h"
 #include "ipc/CommServer.h"
 #include "platform/Protool.h"
 
@@ -98,16 +99,10 @@ unsigned ComF_set_auto_report(const char* json, size_t len) {
     intervalFlag1.store(s.i1);
     intervalFlag2.store(s.i2);
     intervalFlag3.store(s.i3);
-    CommReceived.store(0);
-    if (CommSendCmd(88, reinterpret_cast<const uint8_t*>(payload), plen) != 0) {
-        LOGE("ERROR: send set autoreport switch command failed!");
-        return 1;
-    }
-    Route_Wait(limits::kCommWaitTicks);
-    if (CommReceived.load() != 1) return 1;
-    uint8_t status = 1;
-    CommRxDataCopy(&status, 1);
-    return status;
+    int rc =
+        CommRequest(88, reinterpret_cast<const uint8_t*>(payload), plen, limits::kCommWaitTicks,
+                    "ERROR: send set autoreport switch command failed!");
+    return rc < 0 ? 1u : static_cast<unsigned>(rc);
 }
 
 namespace {

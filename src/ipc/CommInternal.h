@@ -18,8 +18,6 @@ extern uint8_t txbuf[limits::kCommTxBufSize];
 extern std::mutex CommRxDataMutex;
 extern uint8_t rxData[limits::kCommRxDataSize];
 
-// Sets CommReceived and wakes Route_Wait.
-void CommSetReceived();
 // Wakes the frame handler after a push.
 void CommNotifyQueue();
 // Waits (bounded) until the queue has an element or the server stops.

@@ -29,7 +29,6 @@ std::atomic<int> CommRun{0};
 std::atomic<int> InstanceState{0};
 std::atomic<int> InstanceSocket{0};
 std::atomic<int> CommClientReg{0};
-std::atomic<int> CommReceived{0};
 std::atomic<uint32_t> CommTxSeq{0};
 std::atomic<uint32_t> CommRxSeq{0};
 
@@ -49,8 +48,6 @@ std::thread CommHandlePID;
 std::thread InsPID;
 std::mutex gInstanceMu;  // InsPID and the release thread's wake-up
 std::condition_variable gInstanceCv;
-std::mutex gReceivedMu;
-std::condition_variable gReceivedCv;
 std::mutex gQueueMu;
 std::condition_variable gQueueCv;
 std::mutex gStopMu;  // the accept pause after a refused companion
@@ -241,7 +238,6 @@ void ResetState() {
     CommRxSeq.store(0);
     CommRun.store(1);
     CommClientReg.store(0);
-    CommReceived.store(0);
     CommAutoReportReset();
 }
 
@@ -250,14 +246,6 @@ void JoinIfRunning(std::thread& t) {
 }
 
 }  // namespace
-
-void CommSetReceived() {
-    {
-        std::lock_guard<std::mutex> g(gReceivedMu);
-        CommReceived.store(1);
-    }
-    gReceivedCv.notify_all();
-}
 
 void CommNotifyQueue() {
     { std::lock_guard<std::mutex> g(gQueueMu); }
@@ -306,13 +294,12 @@ void CommServerStop() {
         ssize_t w = write(sfd, &one, sizeof one);
         (void)w;
     }
-    for (auto* m : {&gStopMu, &gInstanceMu, &gQueueMu, &gReceivedMu}) {
+    for (auto* m : {&gStopMu, &gInstanceMu, &gQueueMu}) {
         std::lock_guard<std::mutex> g(*m);
     }
     gStopCv.notify_all();
     gInstanceCv.notify_all();
     gQueueCv.notify_all();
-    gReceivedCv.notify_all();
     JoinIfRunning(CommServerPID);
     JoinIfRunning(CommReleasePID);
     {
@@ -345,17 +332,4 @@ int CommServerSend(const uint8_t* buf, size_t len) {
     }
     LOGD("send success");
     return static_cast<int>(n);
-}
-
-int Route_Wait(int ticks) {
-    if (ticks < 1) return 0;
-    if (ticks > limits::kCommMaxTicks) ticks = limits::kCommMaxTicks;
-    std::unique_lock<std::mutex> lk(gReceivedMu);
-    for (int i = 0; i < ticks; ++i) {
-        if (GetClock().WaitFor(gReceivedCv, lk, limits::kCommTickMs,
-                               [] { return CommReceived.load() == 1; }))
-            return 0;
-    }
-    LOGE("ERROR: request timeout!");
-    return -1;
 }
