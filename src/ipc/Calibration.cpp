@@ -49,9 +49,11 @@ struct AutoSetting {
     char jump[limits::kJumpTimeSize];
 };
 
+// The platform's text must be one JSON object and nothing after it: its closing brace is
+// replaced by the computed members.
 bool ReadSetting(const char* text, AutoSetting* s) {
-    JsonPtr root(cJSON_Parse(text), cJSON_Delete);
-    if (!root) return false;
+    JsonPtr root(cJSON_ParseWithOpts(text, nullptr, 1), cJSON_Delete);
+    if (!root || !cJSON_IsObject(root.get())) return false;
     s->timestamp = CommJsonNumber(root.get(), "timestamp", 0, INT64_MIN, INT64_MAX);
     s->refer = CommJsonNumber(root.get(), "referNum", -1);
     s->i1 = static_cast<int>(CommJsonNumber(root.get(), "interval1", -1));
@@ -59,6 +61,16 @@ bool ReadSetting(const char* text, AutoSetting* s) {
     s->i3 = static_cast<int>(CommJsonNumber(root.get(), "interval3", -1));
     JumpTimeOf(root.get(), s->jump, sizeof s->jump);
     return true;
+}
+
+// Checks what snprintf wrote into a payload buffer of `cap` bytes: its length, or 0 (logged)
+// when the text did not fit and was cut.
+size_t FittedLength(int n, size_t cap) {
+    if (n < 0 || static_cast<size_t>(n) >= cap) {
+        LOGE("ERROR: auto report text too long! len=%d", n);
+        return 0;
+    }
+    return static_cast<size_t>(n);
 }
 
 }  // namespace
@@ -88,13 +100,16 @@ unsigned ComF_set_auto_report(const char* json, size_t len) {
     SpreadInput in{s.refer, diff, s.i2, s.i3, s.jump, now, midnight, RouterMacVal()};
     ReportTimes t;
     if (CommSpreadReportTimes(in, &t) != 0) return 1;
-    std::string head = text.substr(0, text.size() - 1);  // the text without its closing brace
+    // The text without its closing brace (after any trailing blanks the parser allowed).
+    std::string head = text.substr(0, text.find_last_of('}'));
     char payload[limits::kAutoReportTextSize];
-    snprintf(payload, sizeof payload,
-             "%s,\"serverDiff\":%d,\"dayReportTime\":\"%f\",\"cycleReportStart\":\"%f\","
-             "\"save\":1}",
-             head.c_str(), static_cast<int>(diff), t.dayReportTime, t.cycleReportStart);
-    size_t plen = strlen(payload);
+    size_t plen = FittedLength(
+        snprintf(payload, sizeof payload,
+                 "%s,\"serverDiff\":%d,\"dayReportTime\":\"%f\",\"cycleReportStart\":\"%f\","
+                 "\"save\":1}",
+                 head.c_str(), static_cast<int>(diff), t.dayReportTime, t.cycleReportStart),
+        sizeof payload);
+    if (plen == 0) return 1;
     LOGD("set auto report info:\n%s, length=%d", payload, static_cast<int>(plen));
     intervalFlag1.store(s.i1);
     intervalFlag2.store(s.i2);
@@ -143,11 +158,13 @@ void ComF_send_calibration() {
     CommWithJumpTime(SpreadWithStoredJump, &c);
     if (c.rc != 0) return;
     char payload[limits::kAutoReportTextSize];
-    snprintf(payload, sizeof payload,
-             "{\"interval1\":%d,\"interval2\":%d,\"interval3\":%d,\"dayReportTime\":\"%f\","
-             "\"cycleReportStart\":\"%f\",\"save\":0}",
-             i1, i2, i3, c.times.dayReportTime, c.times.cycleReportStart);
-    size_t plen = strlen(payload);
+    size_t plen = FittedLength(
+        snprintf(payload, sizeof payload,
+                 "{\"interval1\":%d,\"interval2\":%d,\"interval3\":%d,\"dayReportTime\":\"%f\","
+                 "\"cycleReportStart\":\"%f\",\"save\":0}",
+                 i1, i2, i3, c.times.dayReportTime, c.times.cycleReportStart),
+        sizeof payload);
+    if (plen == 0) return;
     LOGD("set auto report info:\n%s, length=%d", payload, static_cast<int>(plen));
     if (CommSendCmd(88, reinterpret_cast<const uint8_t*>(payload), plen) == 0)
         LOGD("Send calibration success, No need return!");

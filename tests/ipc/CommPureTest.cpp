@@ -473,4 +473,37 @@ TEST(AutoConfTest, SetAutoReportChecks) {
     EXPECT_EQ(intervalFlag2.load(), 0);
 }
 
+// The text sent is the platform's object with its closing brace replaced by the computed members,
+// in a 500-byte buffer: what does not fit, or is not one object ending in '}', is refused (it was
+// cut silently). Without a companion a text that passes fails at the send.
+TEST(AutoConfTest, SetAutoReportTextMustFitAndBeAnObject) {
+    const std::string members = "{\"referNum\":1000,\"interval2\":0,\"interval3\":0,\"pad\":\"";
+    const size_t suffix = std::string(
+                              ",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
+                              "\"cycleReportStart\":\"0.000000\",\"save\":1}")
+                              .size();
+    auto padded = [&](size_t sent) {  // the text whose payload is `sent` bytes long
+        return members + std::string(sent - suffix - members.size() - 1, 'x') + "\"}";
+    };
+    struct Case {
+        std::string text;
+        bool sent;
+    } cases[] = {
+        {padded(499), true},
+        {padded(500), false},
+        {padded(1022 + suffix - 1), false},  // 1022-byte text
+        {"{\"referNum\":1000,\"interval2\":0,\"interval3\":0} \n", true},
+        {"{\"referNum\":1000,\"interval2\":0,\"interval3\":0}x}", false},
+        {"[{\"referNum\":1000}]", false},
+    };
+    for (const Case& c : cases) {
+        LogCapture log;
+        EXPECT_EQ(ComF_set_auto_report(c.text.c_str(), c.text.size()), 1u) << c.text;
+        EXPECT_EQ(log.Contains("ERROR: send set autoreport switch command failed!"), c.sent)
+            << c.text;
+        EXPECT_EQ(log.Contains("ERROR: auto report text too long!"), !c.sent && c.text.size() > 400)
+            << c.text;
+    }
+}
+
 }  // namespace
