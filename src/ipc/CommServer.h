@@ -10,7 +10,7 @@
 
 extern std::atomic<int> CommRun;         // 1 while the server runs
 extern std::atomic<int> InstanceState;   // 1 while a client thread exists (until it is joined)
-extern std::atomic<int> InstanceSocket;  // the companion's descriptor, 0 when none
+extern std::atomic<int> InstanceSocket;  // the companion's descriptor, -1 when none
 extern std::atomic<int> CommClientReg;   // 1 once a companion has been accepted
 extern std::atomic<uint32_t> CommTxSeq;  // last sequence sent
 extern std::atomic<uint32_t> CommRxSeq;  // last sequence accepted

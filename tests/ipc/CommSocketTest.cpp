@@ -152,6 +152,33 @@ TEST_F(CommServerTest, RandomBytesLeaveTheServerServing) {
     EXPECT_EQ(value, 1);
 }
 
+// A daemon started with standard input closed gets descriptor 0 for its companion: it is served.
+TEST_F(CommServerTest, CompanionOnDescriptorZeroIsServed) {
+    ASSERT_TRUE(SpinUntil([] { return access(Paths().commServer.c_str(), F_OK) == 0; }));
+    RawCompanion c;
+    c.Open();  // before 0 is freed, so that the agent's accept takes it
+    int savedStdin = dup(0);
+    ASSERT_GE(savedStdin, 0);
+    close(0);
+    bool connected =
+        c.Connect(Paths().commServer) && SpinUntil([] { return InstanceSocket.load() >= 0; });
+    int served = InstanceSocket.load();
+    uint8_t value = 0;
+    unsigned ret = 1;
+    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
+    Bytes sent = c.Read(15);
+    c.Send(Answer(73, {0, 1}));
+    req.join();
+    Detach(c);
+    dup2(savedStdin, 0);
+    close(savedStdin);
+    ASSERT_TRUE(connected);
+    EXPECT_EQ(served, 0);
+    EXPECT_EQ(sent.size(), 15u);
+    EXPECT_EQ(ret, 0u);
+    EXPECT_EQ(value, 1);
+}
+
 TEST_F(CommServerTest, ThousandConnectionsLeaveNothingBehind) {
     size_t threads = CountEntries("/proc/self/task");  // the server's own, no client yet
     RawCompanion warm;
@@ -183,7 +210,7 @@ TEST(CommServerLifecycleTest, StopEndsEveryThreadAndStartWorksAgain) {
         ASSERT_EQ(CommServerStart(), 0);
         RawCompanion c;  // stopped while a companion is connected
         ASSERT_TRUE(SpinUntil([&] { return c.Connect(Paths().commServer); }));
-        ASSERT_TRUE(SpinUntil([] { return InstanceSocket.load() > 0; }));
+        ASSERT_TRUE(SpinUntil([] { return InstanceSocket.load() >= 0; }));
         CommServerStop();
         EXPECT_TRUE(c.ClosedByPeer());
     }

@@ -17,7 +17,7 @@ protected:
         out = tmpfile();
         sim = std::make_unique<companionsim::CompanionSim>(out);
         ASSERT_TRUE(SpinUntil([&] { return sim->Connect(Paths().commServer) == 0; }));
-        ASSERT_TRUE(SpinUntil([] { return InstanceSocket.load() > 0; }));
+        ASSERT_TRUE(SpinUntil([] { return InstanceSocket.load() >= 0; }));
         runner = std::thread([this] { sim->Run(run); });
     }
     void TearDown() override {
