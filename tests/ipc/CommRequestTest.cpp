@@ -91,20 +91,6 @@ TEST_F(RequestTest, EveryRequestWithItsFrameAndAnswer) {
     EXPECT_EQ(pair[1], 80);
 }
 
-TEST_F(RequestTest, QueryFrameIsFifteenBytes) {
-    uint8_t mesh = 0;
-    Bytes sent = Exchange([&] { ComF_get_mesh_switch(&mesh); }, 15, Answer(73, {0, 0}));
-    EXPECT_EQ(sent, (Bytes{0x5A, 0x5A, 0x49, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00,
-                           0x69, 0x00, 0x69}));
-}
-
-TEST_F(RequestTest, DataStaysInRxData) {
-    Exchange([] { ComF_get_mesh_topology(); }, 15, Answer(78, {0, 'm', 'e', 's', 'h'}));
-    uint8_t rx[9];
-    CommRxDataCopy(rx, sizeof rx);
-    EXPECT_EQ(Bytes(rx, rx + 8), (Bytes{0x00, 0x05, 0x00, 'm', 'e', 's', 'h', 0x00}));
-}
-
 // While a request waits, a report and an answer to another function ID are handled as what they
 // are: neither ends the wait nor touches rxData. A non-zero status hands back no data.
 TEST_F(RequestTest, OnlyTheAnswerToTheAwaitedIdEndsTheWait) {
