@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
     sim.Control("set mesh 1");
     while (sim.Connect(Paths().commServer) != 0)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    while (InstanceSocket.load() <= 0)
+    while (InstanceSocket.load() < 0)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     std::atomic<int> run{1};
     std::thread companion([&] { sim.Run(run); });

@@ -140,6 +140,9 @@ constexpr int kReferNumMax = 20000000;
 constexpr long kMaxServerDiffSec = 90;
 constexpr long kMinJumpSpanSec = 3600;
 constexpr int kDailyInterval = 1440;
+// Longest report cycle (interval3, minutes) whose length in seconds still fits a signed 32-bit
+// int, as the companion computes with it; a longer one is refused.
+constexpr int kMaxCycleMinutes = 2147483647 / 60;  // 35791394
 constexpr long kType1MinGapSec = 5;
 constexpr long kType1SumWindowSec = 120;
 constexpr long kType2MinGapSec = 1170;

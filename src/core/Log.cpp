@@ -1,10 +1,14 @@
 #include "core/Log.h"
 
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <string>
 
 #include "core/Clock.h"
 
@@ -16,41 +20,46 @@ namespace {
 std::atomic<unsigned> gLogMask{1};
 std::atomic<LogSink> gSink{nullptr};
 
-void Write(const char* text, size_t len) {
+// One call to the sink, or one write(2) to standard error (repeated only for the rest of a
+// partial write).
+void Write(const std::string& text) {
     LogSink sink = gSink.load(std::memory_order_acquire);
     if (sink) {
-        sink(text, len);
-    } else {
-        fwrite(text, 1, len, stderr);
+        sink(text.data(), text.size());
+        return;
+    }
+    const char* p = text.data();
+    size_t left = text.size();
+    while (left > 0) {
+        ssize_t n = write(STDERR_FILENO, p, left);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return;
+        p += n;
+        left -= static_cast<size_t>(n);
     }
 }
 
-void VWrite(const char* fmt, va_list ap) {
-    char stackBuf[1024];
+void AppendV(std::string& out, const char* fmt, va_list ap) {
+    char stackBuf[512];
     va_list copy;
     va_copy(copy, ap);
     int n = vsnprintf(stackBuf, sizeof stackBuf, fmt, ap);
-    if (n < 0) {
-        va_end(copy);
-        return;
-    }
-    if (static_cast<size_t>(n) < sizeof stackBuf) {
-        Write(stackBuf, static_cast<size_t>(n));
-    } else {
-        // Long lines (hex dumps, JSON texts) are written whole.
-        char* big = new char[static_cast<size_t>(n) + 1];
-        vsnprintf(big, static_cast<size_t>(n) + 1, fmt, copy);
-        Write(big, static_cast<size_t>(n));
-        delete[] big;
+    if (n >= 0 && static_cast<size_t>(n) < sizeof stackBuf) {
+        out.append(stackBuf, static_cast<size_t>(n));
+    } else if (n >= 0) {  // long lines (hex dumps, JSON texts) are kept whole
+        size_t at = out.size();
+        out.resize(at + static_cast<size_t>(n) + 1);
+        vsnprintf(&out[at], static_cast<size_t>(n) + 1, fmt, copy);
+        out.resize(at + static_cast<size_t>(n));
     }
     va_end(copy);
 }
 
-void Format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
-void Format(const char* fmt, ...) {
+void Append(std::string& out, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+void Append(std::string& out, const char* fmt, ...) {
     va_list ap;
     va_start(ap, fmt);
-    VWrite(fmt, ap);
+    AppendV(out, fmt, ap);
     va_end(ap);
 }
 
@@ -106,39 +115,37 @@ int LogEnabled(int level) {
         default:
             return 0;
     }
-    if ((GetLogMask() & static_cast<unsigned>(level)) == 0) return 0;
+    return (GetLogMask() & static_cast<unsigned>(level)) != 0 ? 1 : 0;
+}
+
+void LogLine(int level, const char* file, const char* func, int line, const char* color,
+             const char* fmt, ...) {
     time_t now = static_cast<time_t>(NowSec());
     struct tm tmv;
     localtime_r(&now, &tmv);
-    Format("%d-%d-%d %02d:%02d:%02d [%s]", tmv.tm_year + 1900, tmv.tm_mon + 1, tmv.tm_mday,
-           tmv.tm_hour, tmv.tm_min, tmv.tm_sec, LevelName(level));
-    return 1;
-}
-
-void LogPlace(int level, const char* file, const char* func, int line) {
     const char* base = strrchr(file, '/');
-    Format("%s [%s->%s->%d]-> \033[0m", PlaceColor(level), base ? base + 1 : file, func, line);
-}
-
-void LogText(const char* color, const char* fmt, ...) {
-    Write(color, strlen(color));
+    std::string out;
+    out.reserve(256);
+    Append(out, "%d-%d-%d %02d:%02d:%02d [%s]%s [%s->%s->%d]-> \033[0m%s", tmv.tm_year + 1900,
+           tmv.tm_mon + 1, tmv.tm_mday, tmv.tm_hour, tmv.tm_min, tmv.tm_sec, LevelName(level),
+           PlaceColor(level), base ? base + 1 : file, func, line, color);
     va_list ap;
     va_start(ap, fmt);
-    VWrite(fmt, ap);
+    AppendV(out, fmt, ap);
     va_end(ap);
-    static const char kEnd[] = "\033[0m\n\n";
-    Write(kEnd, sizeof kEnd - 1);
+    out.append("\033[0m\n\n");
+    Write(out);
 }
 
-void LogRaw(const char* fmt, ...) {
-    va_list ap;
-    va_start(ap, fmt);
-    VWrite(fmt, ap);
-    va_end(ap);
-}
-
-void LogHexBytes(const unsigned char* data, size_t len) {
-    for (size_t i = 0; i < len; ++i)
-        Format("%02X ", data[i]);
-    Write("\n", 1);
+void LogHexBytes(const char* heading, const unsigned char* data, size_t len) {
+    static const char kHex[] = "0123456789ABCDEF";
+    std::string out(heading);
+    out.reserve(out.size() + len * 3 + 1);
+    for (size_t i = 0; i < len; ++i) {
+        out.push_back(kHex[data[i] >> 4]);
+        out.push_back(kHex[data[i] & 0x0F]);
+        out.push_back(' ');
+    }
+    out.push_back('\n');
+    Write(out);
 }

@@ -1,10 +1,12 @@
 // Levelled, coloured log lines on standard error. A line is printed only when its level bit is in
 // the mask; nothing is formatted otherwise. Layout: time prefix, place prefix (file, function,
-// line) and the message in its colour, ending in two line feeds.
+// line) and the message in its colour, ending in two line feeds. Each line is formatted whole and
+// written in one call, so lines from different threads never mix.
 #pragma once
 
 #include <cstddef>
 
+// Level bits of the mask; the line's name in the time prefix is the one after LOG_LEVEL_.
 enum LogLevel : int {
     LOG_LEVEL_ERR = 1,
     LOG_LEVEL_WARN = 2,
@@ -21,31 +23,31 @@ extern const char* const kLogGreen;   // a few success messages
 
 void SetLogMask(unsigned mask);
 unsigned GetLogMask();
-// 1 when `level` is exactly one level bit and that bit is in the mask; the time prefix has then
-// been printed. 0 otherwise.
+// 1 when `level` is exactly one level bit and that bit is in the mask, 0 otherwise. Prints
+// nothing: the whole line, time prefix included, is written by LogLine.
 int LogEnabled(int level);
-void LogPlace(int level, const char* file, const char* func, int line);
-void LogText(const char* color, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
-// Unframed output (hex dumps printed in debug mode).
-void LogRaw(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
-// Prints `len` bytes as "%02X " followed by a line feed.
-void LogHexBytes(const unsigned char* data, size_t len);
+// Formats one whole line (time prefix, place prefix, message in `color`) and writes it at once.
+void LogLine(int level, const char* file, const char* func, int line, const char* color,
+             const char* fmt, ...) __attribute__((format(printf, 6, 7)));
+// `heading`, then `len` bytes as "%02X " and a line feed, written in one call (the hex dumps
+// printed in debug mode).
+void LogHexBytes(const char* heading, const unsigned char* data, size_t len);
 
-// Where the pieces of a line go: standard error unless a test installs its own sink.
+// Where the lines go: standard error unless a test installs its own sink. The sink receives one
+// call per line or dump.
 using LogSink = void (*)(const char* text, size_t len);
 void SetLogSink(LogSink sink);
 
-#define PLUG_LOG(level, color, ...)                        \
-    do {                                                   \
-        if (LogEnabled(level)) {                           \
-            LogPlace(level, __FILE__, __func__, __LINE__); \
-            LogText(color, __VA_ARGS__);                   \
-        }                                                  \
+#define PLUG_LOG(level, color, ...)                                                              \
+    do {                                                                                         \
+        if (LogEnabled(level)) LogLine(level, __FILE__, __func__, __LINE__, color, __VA_ARGS__); \
     } while (0)
 
 #define LOGE(...) PLUG_LOG(LOG_LEVEL_ERR, kLogYellow, __VA_ARGS__)
 #define LOGI(...) PLUG_LOG(LOG_LEVEL_INFO, kLogYellow, __VA_ARGS__)
 #define LOGI_OK(...) PLUG_LOG(LOG_LEVEL_INFO, kLogGreen, __VA_ARGS__)
 #define LOGD(...) PLUG_LOG(LOG_LEVEL_DEBUG, kLogYellow, __VA_ARGS__)
-// A line at a raw level mask (lines documented as "level mask 8" and the like).
+// A line at an explicit level bit of the mask (one of the LogLevel values, e.g. 8 for an INFO
+// line): printed when that bit is in the mask, with the level's name and place colour and the
+// usual yellow message.
 #define LOGM(level, ...) PLUG_LOG(level, kLogYellow, __VA_ARGS__)

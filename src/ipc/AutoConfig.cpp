@@ -69,7 +69,7 @@ long PartSeconds(const char* t) {
     return h * 3600 + m * 60;
 }
 
-double DailyTime(const SpreadInput& in, long phase, int* err) {
+double DailyTime(const SpreadInput& in, int64_t phase, int* err) {
     double d = (86400.0 / static_cast<double>(in.referNum)) * static_cast<double>(phase);
     if (!in.jumpTime || in.jumpTime[0] == '\0')
         return static_cast<double>(in.midnight + in.serverDiff) + d;
@@ -79,24 +79,27 @@ double DailyTime(const SpreadInput& in, long phase, int* err) {
         *err = -1;
         return 0;
     }
-    long w = a > b ? a - b : a + 86400 - b;
+    int64_t w = a > b ? int64_t{a} - b : int64_t{a} + 86400 - b;
     if (w <= 0) {  // hours past 23 can make the span empty: refused rather than divided by
         LOGE("jump time is error!");
         *err = -1;
         return 0;
     }
     double whole = std::trunc(d);
-    long shifted = static_cast<long>(whole) % w + b + in.serverDiff;
+    int64_t shifted = static_cast<int64_t>(whole) % w + b + in.serverDiff;
     return static_cast<double>(in.midnight + shifted) + (d - whole);
 }
 
-double CycleStart(const SpreadInput& in, long phase) {
-    long i3 = in.interval3;
-    double q = (static_cast<double>(i3) * 60.0 / static_cast<double>(in.referNum)) *
+// The cycle's length in seconds is at most INT32_MAX (interval3 checked by the caller), so no
+// product below can overflow 64 bits or reach zero.
+double CycleStart(const SpreadInput& in, int64_t phase) {
+    int64_t i3 = in.interval3;
+    int64_t cycle = i3 * 60;
+    double q = (static_cast<double>(cycle) / static_cast<double>(in.referNum)) *
                    static_cast<double>(phase) +
                static_cast<double>(in.serverDiff + in.midnight);
-    long lag = in.now - static_cast<long>(std::trunc(q));
-    if (lag > 29) q += static_cast<double>((i3 + ((lag + 30) / (i3 * 60)) * i3) * 60);
+    int64_t lag = in.now - static_cast<int64_t>(std::trunc(q));
+    if (lag > 29) q += static_cast<double>((i3 + ((lag + 30) / cycle) * i3) * 60);
     return q;
 }
 
@@ -118,13 +121,13 @@ void CommAutoReportReset() {
     ResetConfiguration();
 }
 
-long CommJsonNumber(const cJSON* root, const char* key, long dflt, long lo, long hi) {
+int64_t CommJsonNumber(const cJSON* root, const char* key, int64_t dflt, int64_t lo, int64_t hi) {
     const cJSON* item = cJSON_GetObjectItem(root, key);
     if (!cJSON_IsNumber(item)) return dflt;
     double v = item->valuedouble;
     if (v >= static_cast<double>(hi)) return hi;
     if (v <= static_cast<double>(lo)) return lo;
-    return static_cast<long>(v);
+    return static_cast<int64_t>(v);
 }
 
 void CommWithJumpTime(void (*fn)(char* text, void* ctx), void* ctx) {
@@ -137,18 +140,18 @@ std::string CommJumpTimeText() {
     return jumpTime;
 }
 
-long CommMacVal(const uint8_t mac[6]) {
-    return static_cast<long>(mac[3]) * 65536 + static_cast<long>(mac[4]) * 256 + mac[5];
+int64_t CommMacVal(const uint8_t mac[6]) {
+    return int64_t{mac[3]} * 65536 + int64_t{mac[4]} * 256 + mac[5];
 }
 
-long CommLocalMidnight(long now) {
+int64_t CommLocalMidnight(int64_t now) {
     time_t t = static_cast<time_t>(now);
     struct tm lt {};
     localtime_r(&t, &lt);
     lt.tm_hour = 0;
     lt.tm_min = 0;
     lt.tm_sec = 0;
-    return static_cast<long>(mktime(&lt));
+    return static_cast<int64_t>(mktime(&lt));
 }
 
 int jumpTimeToSec(long* second, long* first, char* text) {
@@ -178,7 +181,12 @@ int jumpTimeToSec(long* second, long* first, char* text) {
 
 int CommSpreadReportTimes(const SpreadInput& in, ReportTimes* out) {
     if (in.referNum < 1) return -1;  // callers check 5..20000000 first
-    long phase = in.macVal % in.referNum;
+    if (in.interval3 > limits::kMaxCycleMinutes) {
+        LOGE("interval3 out of range: %d (at most %d minutes)", in.interval3,
+             limits::kMaxCycleMinutes);
+        return -1;
+    }
+    int64_t phase = in.macVal % in.referNum;
     LOGD("MacVal: %d", static_cast<int>(in.macVal));
     ReportTimes t;
     if (in.interval2 == limits::kDailyInterval) {

@@ -60,8 +60,9 @@ void Relay(const uint8_t* payload, size_t len, int funcId) {
     GetRouteMac(mac);
     SendIpUpData(buf.get(), total, static_cast<uint8_t>(funcId), 1, mac);
     if (l_debug.load() == 1) {
-        LogRaw("\nFuncID %d, Auto report info:\n", funcId);
-        LogHexBytes(buf.get(), total);
+        char heading[48];
+        snprintf(heading, sizeof heading, "\nFuncID %d, Auto report info:\n", funcId);
+        LogHexBytes(heading, buf.get(), total);
     }
 }
 

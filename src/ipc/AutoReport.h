@@ -40,24 +40,27 @@ std::string CommFwResultText(int result);
 // `first` the first part's. 0, or -1 with its log line.
 int jumpTimeToSec(long* second, long* first, char* text);
 
+// All times in seconds and computed in 64 bits: `long` is 32 bits on the router CPUs, and the
+// configuration values come from the platform and the companion unchecked.
 struct SpreadInput {
-    long referNum;    // R
-    long serverDiff;  // S
-    int interval2;    // 1440 switches the daily report on
-    int interval3;    // cycle in minutes
-    char* jumpTime;   // empty or the jump period, cut in place when parsed
-    long now;         // N
-    long midnight;    // M
-    long macVal;      // last three bytes of the router MAC
+    int64_t referNum;    // R
+    int64_t serverDiff;  // S
+    int interval2;       // 1440 switches the daily report on
+    int interval3;       // cycle in minutes
+    char* jumpTime;      // empty or the jump period, cut in place when parsed
+    int64_t now;         // N
+    int64_t midnight;    // M
+    int64_t macVal;      // last three bytes of the router MAC
 };
 struct ReportTimes {
     double dayReportTime = 0;
     double cycleReportStart = 0;
 };
-// 0, or -1 ("jump time is error!") when the jump time cannot be parsed.
+// 0, or -1 with its log line: the jump time cannot be parsed ("jump time is error!") or interval3
+// is longer than limits::kMaxCycleMinutes.
 int CommSpreadReportTimes(const SpreadInput& in, ReportTimes* out);
-long CommMacVal(const uint8_t mac[6]);
+int64_t CommMacVal(const uint8_t mac[6]);
 // Local midnight of the day of `now` (seconds).
-long CommLocalMidnight(long now);
+int64_t CommLocalMidnight(int64_t now);
 // The stored jump time (for tests and diagnostics).
 std::string CommJumpTimeText();

@@ -2,7 +2,7 @@
 // calibration built from the stored configuration (ComF_send_calibration).
 #include <cjson/cJSON.h>
 
-#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +15,7 @@
 #include "ipc/AutoReport.h"
 #include "ipc/ComF.h"
 #include "ipc/CommInternal.h"
+#include "ipc/CommRequest.h"
 #include "ipc/CommServer.h"
 #include "platform/Protool.h"
 
@@ -31,33 +32,45 @@ void JumpTimeOf(const cJSON* root, char* out, size_t cap) {
         snprintf(out, cap, "%s", item->valuestring);
 }
 
-long RouterMacVal() {
+int64_t RouterMacVal() {
     uint8_t mac[6];
     GetRouteMac(mac);
     return CommMacVal(mac);
 }
 
-bool ReferNumValid(long r) {
+bool ReferNumValid(int64_t r) {
     return r >= limits::kReferNumMin && r <= limits::kReferNumMax;
 }
 
 struct AutoSetting {
-    long timestamp;
-    long refer;
+    int64_t timestamp;
+    int64_t refer;
     int i1, i2, i3;
     char jump[limits::kJumpTimeSize];
 };
 
+// The platform's text must be one JSON object and nothing after it: its closing brace is
+// replaced by the computed members.
 bool ReadSetting(const char* text, AutoSetting* s) {
-    JsonPtr root(cJSON_Parse(text), cJSON_Delete);
-    if (!root) return false;
-    s->timestamp = CommJsonNumber(root.get(), "timestamp", 0, LONG_MIN, LONG_MAX);
+    JsonPtr root(cJSON_ParseWithOpts(text, nullptr, 1), cJSON_Delete);
+    if (!root || !cJSON_IsObject(root.get())) return false;
+    s->timestamp = CommJsonNumber(root.get(), "timestamp", 0, INT64_MIN, INT64_MAX);
     s->refer = CommJsonNumber(root.get(), "referNum", -1);
     s->i1 = static_cast<int>(CommJsonNumber(root.get(), "interval1", -1));
     s->i2 = static_cast<int>(CommJsonNumber(root.get(), "interval2", -1));
     s->i3 = static_cast<int>(CommJsonNumber(root.get(), "interval3", -1));
     JumpTimeOf(root.get(), s->jump, sizeof s->jump);
     return true;
+}
+
+// Checks what snprintf wrote into a payload buffer of `cap` bytes: its length, or 0 (logged)
+// when the text did not fit and was cut.
+size_t FittedLength(int n, size_t cap) {
+    if (n < 0 || static_cast<size_t>(n) >= cap) {
+        LOGE("ERROR: auto report text too long! len=%d", n);
+        return 0;
+    }
+    return static_cast<size_t>(n);
 }
 
 }  // namespace
@@ -72,40 +85,39 @@ unsigned ComF_set_auto_report(const char* json, size_t len) {
         LOGE("referNum is error !!!!!!");
         return 1;
     }
-    long now = static_cast<long>(NowSec());
-    long diff = 0, midnight = 0;
+    int64_t now = NowSec();
+    int64_t diff = 0, midnight = 0;
     if (!(s.i3 < 1 && s.i2 < 1)) {
-        diff = s.timestamp - now;
-        if (std::labs(diff) > limits::kMaxServerDiffSec) {
+        // Compared before subtracting: a timestamp near the 64-bit limits must not overflow.
+        if (s.timestamp < now - limits::kMaxServerDiffSec ||
+            s.timestamp > now + limits::kMaxServerDiffSec) {
             LOGE("Calibration time error !!!!!!");
             return 1;
         }
+        diff = s.timestamp - now;
         midnight = CommLocalMidnight(now);
     }
     SpreadInput in{s.refer, diff, s.i2, s.i3, s.jump, now, midnight, RouterMacVal()};
     ReportTimes t;
     if (CommSpreadReportTimes(in, &t) != 0) return 1;
-    std::string head = text.substr(0, text.size() - 1);  // the text without its closing brace
+    // The text without its closing brace (after any trailing blanks the parser allowed).
+    std::string head = text.substr(0, text.find_last_of('}'));
     char payload[limits::kAutoReportTextSize];
-    snprintf(payload, sizeof payload,
-             "%s,\"serverDiff\":%d,\"dayReportTime\":\"%f\",\"cycleReportStart\":\"%f\","
-             "\"save\":1}",
-             head.c_str(), static_cast<int>(diff), t.dayReportTime, t.cycleReportStart);
-    size_t plen = strlen(payload);
+    size_t plen = FittedLength(
+        snprintf(payload, sizeof payload,
+                 "%s,\"serverDiff\":%d,\"dayReportTime\":\"%f\",\"cycleReportStart\":\"%f\","
+                 "\"save\":1}",
+                 head.c_str(), static_cast<int>(diff), t.dayReportTime, t.cycleReportStart),
+        sizeof payload);
+    if (plen == 0) return 1;
     LOGD("set auto report info:\n%s, length=%d", payload, static_cast<int>(plen));
     intervalFlag1.store(s.i1);
     intervalFlag2.store(s.i2);
     intervalFlag3.store(s.i3);
-    CommReceived.store(0);
-    if (CommSendCmd(88, reinterpret_cast<const uint8_t*>(payload), plen) != 0) {
-        LOGE("ERROR: send set autoreport switch command failed!");
-        return 1;
-    }
-    Route_Wait(limits::kCommWaitTicks);
-    if (CommReceived.load() != 1) return 1;
-    uint8_t status = 1;
-    CommRxDataCopy(&status, 1);
-    return status;
+    int rc =
+        CommRequest(88, reinterpret_cast<const uint8_t*>(payload), plen, limits::kCommWaitTicks,
+                    "ERROR: send set autoreport switch command failed!");
+    return rc < 0 ? 1u : static_cast<unsigned>(rc);
 }
 
 namespace {
@@ -125,7 +137,7 @@ void SpreadWithStoredJump(char* text, void* ctx) {
 }  // namespace
 
 void ComF_send_calibration() {
-    long refer = referNum.load();
+    int64_t refer = referNum.load();
     if (!ReferNumValid(refer)) {
         LOGE("referNum is error !!!!!!");
         return;
@@ -139,18 +151,20 @@ void ComF_send_calibration() {
         LOGD("Function 89 no config, no need calibration!");
         return;
     }
-    long now = static_cast<long>(NowSec());
-    long midnight = (i2 >= 1 || i3 >= 1) ? CommLocalMidnight(now) : 0;
+    int64_t now = NowSec();
+    int64_t midnight = (i2 >= 1 || i3 >= 1) ? CommLocalMidnight(now) : 0;
     CalibrationCtx c{
         {refer, serverErr.load(), i2, i3, nullptr, now, midnight, RouterMacVal()}, {}, 0};
     CommWithJumpTime(SpreadWithStoredJump, &c);
     if (c.rc != 0) return;
     char payload[limits::kAutoReportTextSize];
-    snprintf(payload, sizeof payload,
-             "{\"interval1\":%d,\"interval2\":%d,\"interval3\":%d,\"dayReportTime\":\"%f\","
-             "\"cycleReportStart\":\"%f\",\"save\":0}",
-             i1, i2, i3, c.times.dayReportTime, c.times.cycleReportStart);
-    size_t plen = strlen(payload);
+    size_t plen = FittedLength(
+        snprintf(payload, sizeof payload,
+                 "{\"interval1\":%d,\"interval2\":%d,\"interval3\":%d,\"dayReportTime\":\"%f\","
+                 "\"cycleReportStart\":\"%f\",\"save\":0}",
+                 i1, i2, i3, c.times.dayReportTime, c.times.cycleReportStart),
+        sizeof payload);
+    if (plen == 0) return;
     LOGD("set auto report info:\n%s, length=%d", payload, static_cast<int>(plen));
     if (CommSendCmd(88, reinterpret_cast<const uint8_t*>(payload), plen) == 0)
         LOGD("Send calibration success, No need return!");

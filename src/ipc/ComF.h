@@ -1,6 +1,6 @@
 // Requests to the companion process. Each returns the companion's status byte (0 success) or 1
-// when the command could not be sent or no frame was handled in time. There is no matching of
-// answers to requests: whatever frame the handler finishes next ends the wait.
+// when the command could not be sent or its answer did not come in time. One request is in
+// flight at a time and only the answer to its function ID ends its wait (CommRequest.h).
 #pragma once
 
 #include <cstddef>
@@ -36,7 +36,8 @@ unsigned ComF_set_mesh_roaming_switch(uint8_t value);
 unsigned ComF_get_mesh_roaming_switch(uint8_t* value);
 unsigned ComF_set_mesh_roaming_threshold(uint8_t index, uint8_t threshold);
 unsigned ComF_get_mesh_roaming_threshold(uint8_t out[2]);
-// The next three leave the companion's data in rxData from byte 3.
+// The next three leave the companion's data in rxData from byte 3, until the next answer that a
+// request awaits.
 unsigned ComF_get_mesh_topology();
 unsigned ComF_get_adj_wifi_info();
 unsigned ComF_get_bssid();

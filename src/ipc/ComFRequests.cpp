@@ -1,27 +1,18 @@
-// The ComF_ request family: send one command, wait for the next handled frame, read rxData.
-#include <cstring>
-
+// The ComF_ request family: one exchange each through CommRequest, which matches the answer to
+// the request's function ID.
 #include "core/Limits.h"
 #include "core/Log.h"
 #include "ipc/ComF.h"
-#include "ipc/CommServer.h"
+#include "ipc/CommRequest.h"
 
 namespace {
 
-// Sends `id`, waits `ticks` and copies `outN` data bytes (rxData from byte 3) to `out`.
+// The status a ComF_ request hands back: the answer's status byte, or 1 when not sent or not
+// answered in time.
 unsigned Request(int id, const uint8_t* payload, size_t len, int ticks, const char* failText,
                  uint8_t* out = nullptr, size_t outN = 0) {
-    CommReceived.store(0);
-    if (CommSendCmd(id, payload, len) != 0) {
-        LOGE("%s", failText);
-        return 1;
-    }
-    Route_Wait(ticks);
-    if (CommReceived.load() != 1) return 1;
-    uint8_t head[3 + 2];
-    CommRxDataCopy(head, 3 + outN);
-    if (out && outN > 0) memcpy(out, head + 3, outN);
-    return head[0];
+    int rc = CommRequest(id, payload, len, ticks, failText, out, outN);
+    return rc < 0 ? 1u : static_cast<unsigned>(rc);
 }
 
 constexpr int kWait = limits::kCommWaitTicks;
@@ -94,20 +85,11 @@ unsigned ComF_trig_fault_diagnosis() {
 }
 
 unsigned ComF_get_autoreport_conf() {
-    CommReceived.store(0);
-    if (CommSendCmd(997, nullptr, 0) != 0) {
-        LOGE("ERROR: get auto report config info failed!");
-        return 1;
-    }
-    Route_Wait(kWait);
-    unsigned ret = 1;
-    if (CommReceived.load() == 1) {
-        uint8_t status = 1;
-        CommRxDataCopy(&status, 1);  // the 997 answer itself does not write rxData
-        ret = status;
-    }
+    // The frame handler stores the 997 answer itself; its first byte is the status.
+    int rc = CommRequest(997, nullptr, 0, kWait, "ERROR: get auto report config info failed!");
+    if (rc < 0) return 1;
     LOGD("DEBUG: get auto report config info success.");
-    return ret;
+    return static_cast<unsigned>(rc);
 }
 
 unsigned ComF_send_pluginstate() {

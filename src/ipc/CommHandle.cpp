@@ -1,5 +1,5 @@
 // The frame-handling thread: takes queue elements, applies the receive rules and dispatches each
-// accepted frame by its function ID.
+// accepted frame by its function ID. Answers go to the request that awaits them (CommRequest.h).
 #include <atomic>
 #include <cstring>
 
@@ -11,6 +11,7 @@
 #include "ipc/ComF.h"
 #include "ipc/CommFrame.h"
 #include "ipc/CommInternal.h"
+#include "ipc/CommRequest.h"
 #include "ipc/CommServer.h"
 
 namespace {
@@ -48,7 +49,10 @@ void Dispatch(const CommFrameView& f) {
     } else if (id == 40) {
         gFn40Handler.load()(f.payload, f.payloadLen);
     } else if (IsResponse(id)) {
-        CommFuncRecv(f.payload, f.payloadLen);
+        // An answer nobody waits for (late, or to a calibration) must not change rxData under
+        // the next request.
+        if (!CommAnswerArrived(id, f.payload, f.payloadLen, CommFuncRecv))
+            LOGD("Answer %d without a request, dropped.", id);
     } else if (id == 81) {
         CommAutoReport(f.payload, f.payloadLen);
     } else if (id == 84 || id == 86) {
@@ -57,6 +61,7 @@ void Dispatch(const CommFrameView& f) {
         CommAutoReport89(f.payload, f.payloadLen);
     } else if (id == 997) {
         Comm_get_88Conf(f.payload, f.payloadLen);
+        CommAnswerArrived(id, f.payload, f.payloadLen, nullptr);
     } else if (id == 998) {
         PluginStateRequest(f.payload);
     } else if (id == 999) {
@@ -77,7 +82,6 @@ void CommHandleElement(const uint8_t* slot) {
     if (CommAcceptFrame(CommRQElementData(slot), count, avail, CommRxSeq, &f) != kCommAccepted)
         return;
     Dispatch(f);
-    CommSetReceived();
 }
 
 unsigned long CommHandledElements() {

@@ -18,8 +18,6 @@ extern uint8_t txbuf[limits::kCommTxBufSize];
 extern std::mutex CommRxDataMutex;
 extern uint8_t rxData[limits::kCommRxDataSize];
 
-// Sets CommReceived and wakes Route_Wait.
-void CommSetReceived();
 // Wakes the frame handler after a push.
 void CommNotifyQueue();
 // Waits (bounded) until the queue has an element or the server stops.
@@ -32,7 +30,7 @@ void CommAutoReportResetTimes();
 struct cJSON;
 // The number member `key` of `root` clamped to [lo, hi] (so an out-of-range value never wraps
 // round into range), or `dflt` when it is absent or not a number.
-long CommJsonNumber(const cJSON* root, const char* key, long dflt, long lo = INT_MIN,
-                    long hi = INT_MAX);
+int64_t CommJsonNumber(const cJSON* root, const char* key, int64_t dflt, int64_t lo = INT_MIN,
+                       int64_t hi = INT_MAX);
 // Runs `fn` on the stored jump time under its lock (the calibration cuts it in place).
 void CommWithJumpTime(void (*fn)(char* text, void* ctx), void* ctx);

@@ -13,23 +13,23 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstring>
-#include <exception>
+#include <memory>
 #include <string>
 #include <thread>
 
 #include "core/Clock.h"
 #include "core/Limits.h"
 #include "core/Log.h"
-#include "core/Thread.h"
 #include "core/Paths.h"
+#include "core/Thread.h"
+#include "core/UniqueFd.h"
 #include "ipc/AutoReport.h"
 #include "ipc/CommInternal.h"
 
 std::atomic<int> CommRun{0};
 std::atomic<int> InstanceState{0};
-std::atomic<int> InstanceSocket{0};
+std::atomic<int> InstanceSocket{-1};
 std::atomic<int> CommClientReg{0};
-std::atomic<int> CommReceived{0};
 std::atomic<uint32_t> CommTxSeq{0};
 std::atomic<uint32_t> CommRxSeq{0};
 
@@ -43,20 +43,20 @@ namespace {
 uint8_t rxbuf[limits::kCommRxBufSize];
 
 // Threads and the events that wake them.
-std::thread CommServerPID;
-std::thread CommReleasePID;
-std::thread CommHandlePID;
-std::thread InsPID;
-std::mutex gInstanceMu;  // InsPID and the release thread's wake-up
+std::thread CommAcceptThread;
+std::thread CommReleaseThread;
+std::thread CommHandleThread;
+std::thread CommClientThread;
+std::mutex gInstanceMu;  // CommClientThread and the release thread's wake-up
 std::condition_variable gInstanceCv;
-std::mutex gReceivedMu;
-std::condition_variable gReceivedCv;
 std::mutex gQueueMu;
 std::condition_variable gQueueCv;
 std::mutex gStopMu;  // the accept pause after a refused companion
 std::condition_variable gStopCv;
-std::atomic<int> gStopFd{-1};    // readable once CommServerStop has begun
-std::atomic<int> gListenFd{-1};  // closed by CommServerStop only
+// Readable once CommServerStop has begun. Opened by CommServerStart before any server thread
+// starts and closed by CommServerStop after every one is joined.
+UniqueFd gStopFd;
+std::atomic<int> gBound{0};  // 1 once the socket path exists, so that stop removes it
 
 // Waits `ms` on the clock seam unless the server is stopped first.
 void PauseUnlessStopped(long ms) {
@@ -68,11 +68,11 @@ bool StopRequested(const pollfd& stopPfd) {
     return (stopPfd.revents & POLLIN) != 0 || CommRun.load() == 0;
 }
 
-int BindListener() {
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) {
+UniqueFd BindListener() {
+    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!fd.valid()) {
         LOGE("Create socket failed");
-        return -1;
+        return fd;
     }
     const std::string& path = Paths().commServer;
     unlink(path.c_str());
@@ -80,54 +80,51 @@ int BindListener() {
     addr.sun_family = AF_UNIX;
     if (path.size() >= sizeof addr.sun_path) {
         LOGE("bind failed");
-        close(fd);
-        return -1;
+        return UniqueFd();
     }
     memcpy(addr.sun_path, path.data(), path.size());
     // Family plus the path characters, without the terminating NUL.
     auto len = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
-    if (bind(fd, reinterpret_cast<sockaddr*>(&addr), len) < 0) {
+    if (bind(fd.get(), reinterpret_cast<sockaddr*>(&addr), len) < 0) {
         LOGE("bind failed");
-        close(fd);
-        return -1;
+        return UniqueFd();
     }
+    gBound.store(1);
     chmod(path.c_str(), S_IRUSR | S_IWUSR);  // only the agent's user may connect
-    if (listen(fd, limits::kCommListenBacklog) < 0) {
+    if (listen(fd.get(), limits::kCommListenBacklog) < 0) {
         LOGE("listen failed");
-        close(fd);
-        return -1;
+        return UniqueFd();
     }
     return fd;
 }
 
-// Blocks until a connection is pending or the server stops. -1 when stopped.
-int AcceptOne(int lfd) {
-    pollfd p[2] = {{lfd, POLLIN, 0}, {gStopFd.load(), POLLIN, 0}};
+// Blocks until a connection is pending or the server stops. No descriptor when stopped.
+UniqueFd AcceptOne(int lfd) {
+    pollfd p[2] = {{lfd, POLLIN, 0}, {gStopFd.get(), POLLIN, 0}};
     while (CommRun.load() == 1) {
         int r = poll(p, 2, -1);
         if (r < 0 && errno == EINTR) continue;
-        if (StopRequested(p[1])) return -1;
+        if (StopRequested(p[1])) break;
         int c = accept4(lfd, nullptr, nullptr, SOCK_CLOEXEC);
         if (c < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) continue;
         if (c < 0) LOGE("accept err");
-        return c;
+        return UniqueFd(c);
     }
-    return -1;
+    return UniqueFd();
 }
 
-void ServerThread(int fd);
+void ServerThread(UniqueFd fd);
 
-void StartInstance(int c) {
+void StartInstance(UniqueFd c) {
     std::lock_guard<std::mutex> g(gInstanceMu);
     // Marked served before the thread runs, so that nobody sees the companion's socket while
     // the server still counts no companion.
     InstanceState.store(1);
-    try {
-        InsPID = std::thread(ServerThread, c);
-    } catch (const std::exception&) {
+    if (!StartNamedThread(
+            &CommClientThread, "CommInstance",
+            [fd = std::make_shared<UniqueFd>(std::move(c))] { ServerThread(std::move(*fd)); })) {
         InstanceState.store(0);
-        LOGE("create instance err.");
-        close(c);
+        LOGE("create instance err.");  // the descriptor closes with the lambda
         return;
     }
     CommClientReg.store(1);
@@ -135,21 +132,20 @@ void StartInstance(int c) {
 }
 
 void CommServerProc() {
-    int lfd = BindListener();
-    if (lfd < 0) return;
-    gListenFd.store(lfd);
+    UniqueFd lfd = BindListener();
+    if (!lfd.valid()) return;
     InstanceState.store(0);
     while (CommRun.load() == 1) {
-        int c = AcceptOne(lfd);
-        if (c < 0) continue;  // a failed accept is skipped; the loop condition ends a stop
+        UniqueFd c = AcceptOne(lfd.get());
+        if (!c.valid()) continue;  // a failed accept is skipped; the loop condition ends a stop
         if (InstanceState.load() == 1) {
-            close(c);
+            c.reset();
             LOGE("link quntity is large.");
             if (CommRun.load() == 0) break;
             PauseUnlessStopped(limits::kCommRefusePauseMs);
             continue;
         }
-        StartInstance(c);
+        StartInstance(std::move(c));
     }
 }
 
@@ -173,7 +169,7 @@ ssize_t ReadIntoQueue(int fd) {
 void ClientLoop(int fd) {
     int waitErrors = 0;
     int readErrors = 0;
-    pollfd p[2] = {{fd, POLLIN, 0}, {gStopFd.load(), POLLIN, 0}};
+    pollfd p[2] = {{fd, POLLIN, 0}, {gStopFd.get(), POLLIN, 0}};
     while (CommRun.load() == 1) {
         int r = poll(p, 2, static_cast<int>(GetClock().RealTimeoutMs(limits::kCommReadyWaitMs)));
         if (r < 0) {
@@ -201,20 +197,18 @@ void ClientLoop(int fd) {
     }
 }
 
-void ServerThread(int fd) {
-    RunNamedThread("CommInstance", [fd] {
-        LOGD("create a instance...");
-        fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
-        InstanceSocket.store(fd);
-        ClientLoop(fd);
-        {
-            // Under the send lock, so that no send can use the descriptor once it is closed.
-            std::lock_guard<std::mutex> g(CommSendMutex);
-            InstanceSocket.store(0);
-            close(fd);
-        }
-        LOGD("Close instance.");
-    });
+void ServerThread(UniqueFd fd) {
+    LOGD("create a instance...");
+    fcntl(fd.get(), F_SETFL, fcntl(fd.get(), F_GETFL) | O_NONBLOCK);
+    InstanceSocket.store(fd.get());
+    ClientLoop(fd.get());
+    {
+        // Under the send lock, so that no send can use the descriptor once it is closed.
+        std::lock_guard<std::mutex> g(CommSendMutex);
+        InstanceSocket.store(-1);
+        fd.reset();
+    }
+    LOGD("Close instance.");
 }
 
 void CommReleaseProc() {
@@ -223,10 +217,12 @@ void CommReleaseProc() {
         {
             std::unique_lock<std::mutex> lk(gInstanceMu);
             GetClock().WaitFor(gInstanceCv, lk, limits::kCommIdleWaitMs, [] {
-                return CommRun.load() == 0 || (InstanceState.load() == 1 && InsPID.joinable());
+                return CommRun.load() == 0 ||
+                       (InstanceState.load() == 1 && CommClientThread.joinable());
             });
-            if (CommRun.load() == 0 || InstanceState.load() != 1 || !InsPID.joinable()) continue;
-            client = std::move(InsPID);
+            if (CommRun.load() == 0 || InstanceState.load() != 1 || !CommClientThread.joinable())
+                continue;
+            client = std::move(CommClientThread);
         }
         client.join();
         InstanceState.store(0);
@@ -236,12 +232,11 @@ void CommReleaseProc() {
 
 void ResetState() {
     InstanceState.store(0);
-    InstanceSocket.store(0);
+    InstanceSocket.store(-1);
     CommTxSeq.store(0);
     CommRxSeq.store(0);
     CommRun.store(1);
     CommClientReg.store(0);
-    CommReceived.store(0);
     CommAutoReportReset();
 }
 
@@ -250,14 +245,6 @@ void JoinIfRunning(std::thread& t) {
 }
 
 }  // namespace
-
-void CommSetReceived() {
-    {
-        std::lock_guard<std::mutex> g(gReceivedMu);
-        CommReceived.store(1);
-    }
-    gReceivedCv.notify_all();
-}
 
 void CommNotifyQueue() {
     { std::lock_guard<std::mutex> g(gQueueMu); }
@@ -271,7 +258,8 @@ void CommWaitQueue() {
 }
 
 int CommServerStart() {
-    if (CommServerPID.joinable() || CommHandlePID.joinable() || CommReleasePID.joinable()) {
+    if (CommAcceptThread.joinable() || CommHandleThread.joinable() ||
+        CommReleaseThread.joinable()) {
         LOGE("Comm server already running.");
         return -1;
     }
@@ -280,18 +268,18 @@ int CommServerStart() {
         LOGE("Queue Init error");
         return -1;
     }
-    int sfd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (sfd < 0) {
+    gStopFd.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!gStopFd.valid()) {
         LOGE("Create CommServerProc failed.");
         return -1;
     }
-    gStopFd.store(sfd);
-    if (!StartNamedThread(&CommHandlePID, "CommRecvHandle", CommRecvHandle) ||
-        !StartNamedThread(&CommServerPID, "CommServerProc", CommServerProc)) {
+    gBound.store(0);
+    if (!StartNamedThread(&CommHandleThread, "CommRecvHandle", CommRecvHandle) ||
+        !StartNamedThread(&CommAcceptThread, "CommServerProc", CommServerProc)) {
         LOGE("Create CommServerProc failed.");
         return -1;
     }
-    if (!StartNamedThread(&CommReleasePID, "CommRelease", CommReleaseProc)) {
+    if (!StartNamedThread(&CommReleaseThread, "CommRelease", CommReleaseProc)) {
         LOGE("Create CommReleaseProc failed.");
         return -1;
     }
@@ -300,40 +288,34 @@ int CommServerStart() {
 
 void CommServerStop() {
     CommRun.store(0);
-    int sfd = gStopFd.load();
-    if (sfd >= 0) {
+    if (gStopFd.valid()) {
         uint64_t one = 1;
-        ssize_t w = write(sfd, &one, sizeof one);
+        ssize_t w = write(gStopFd.get(), &one, sizeof one);
         (void)w;
     }
-    for (auto* m : {&gStopMu, &gInstanceMu, &gQueueMu, &gReceivedMu}) {
+    for (auto* m : {&gStopMu, &gInstanceMu, &gQueueMu}) {
         std::lock_guard<std::mutex> g(*m);
     }
     gStopCv.notify_all();
     gInstanceCv.notify_all();
     gQueueCv.notify_all();
-    gReceivedCv.notify_all();
-    JoinIfRunning(CommServerPID);
-    JoinIfRunning(CommReleasePID);
+    JoinIfRunning(CommAcceptThread);  // closes the listening socket as it ends
+    JoinIfRunning(CommReleaseThread);
     {
         std::lock_guard<std::mutex> g(gInstanceMu);
-        JoinIfRunning(InsPID);
+        JoinIfRunning(CommClientThread);
     }
-    JoinIfRunning(CommHandlePID);
-    int lfd = gListenFd.exchange(-1);
-    if (lfd >= 0) {
-        close(lfd);
-        unlink(Paths().commServer.c_str());
-    }
-    if (sfd >= 0) close(gStopFd.exchange(-1));
+    JoinIfRunning(CommHandleThread);
+    if (gBound.exchange(0) == 1) unlink(Paths().commServer.c_str());
+    gStopFd.reset();
     InstanceState.store(0);
-    InstanceSocket.store(0);
+    InstanceSocket.store(-1);
     CommRQDestroy(&CommRequestQueue);
 }
 
 int CommServerSend(const uint8_t* buf, size_t len) {
     int fd = InstanceSocket.load();
-    if (fd < 1) return -1;
+    if (fd < 0) return -1;  // descriptor 0 is a companion too (standard input may be closed)
     ssize_t n = send(fd, buf, len, MSG_NOSIGNAL);
     if (n < 0) {
         LOGE("please reconnect server");
@@ -345,17 +327,4 @@ int CommServerSend(const uint8_t* buf, size_t len) {
     }
     LOGD("send success");
     return static_cast<int>(n);
-}
-
-int Route_Wait(int ticks) {
-    if (ticks < 1) return 0;
-    if (ticks > limits::kCommMaxTicks) ticks = limits::kCommMaxTicks;
-    std::unique_lock<std::mutex> lk(gReceivedMu);
-    for (int i = 0; i < ticks; ++i) {
-        if (GetClock().WaitFor(gReceivedCv, lk, limits::kCommTickMs,
-                               [] { return CommReceived.load() == 1; }))
-            return 0;
-    }
-    LOGE("ERROR: request timeout!");
-    return -1;
 }

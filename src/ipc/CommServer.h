@@ -10,9 +10,8 @@
 
 extern std::atomic<int> CommRun;         // 1 while the server runs
 extern std::atomic<int> InstanceState;   // 1 while a client thread exists (until it is joined)
-extern std::atomic<int> InstanceSocket;  // the companion's descriptor, 0 when none
+extern std::atomic<int> InstanceSocket;  // the companion's descriptor, -1 when none
 extern std::atomic<int> CommClientReg;   // 1 once a companion has been accepted
-extern std::atomic<int> CommReceived;    // 1 once the frame handler has dealt with a frame
 extern std::atomic<uint32_t> CommTxSeq;  // last sequence sent
 extern std::atomic<uint32_t> CommRxSeq;  // last sequence accepted
 
@@ -24,9 +23,6 @@ void CommServerStop();
 // Sends the whole buffer to the companion: bytes sent, 0 when nothing was sent, -1 on failure or
 // without a companion. Called with the send lock held (CommSendCmd).
 int CommServerSend(const uint8_t* buf, size_t len);
-// Waits up to `ticks` x 50 ms (at most 1200 ticks) for CommReceived: 0 when it was set, -1 on
-// time-out. Wakes as soon as the frame handler sets it.
-int Route_Wait(int ticks);
 // Function-40 frames (the companion's sub-device list) go to this handler, installed once by the
 // executable; nullptr restores the default, which logs and drops the list.
 using Fn40ListHandler = void (*)(const uint8_t* payload, size_t len);

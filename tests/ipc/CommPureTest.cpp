@@ -311,6 +311,54 @@ TEST(SpreadTest, CycleStartMovesPastNow) {
     EXPECT_NEAR(t.cycleReportStart, 1000005 + 165.6 + 10800, 1e-6);
 }
 
+// Values at the edges of what the platform and the companion send. With 32-bit arithmetic (long
+// on the ARM and MIPS routers) interval3 = 2^30 made the cycle length 0, a division by zero, and a
+// serverDiff near the int limits wrapped the report times round.
+TEST(SpreadTest, ExtremeValuesAreComputedIn64BitsOrRefused) {
+    const int64_t m = 1700000000;  // midnight; now is 100 s later; MAC phase 0
+    const int64_t intMin = -2147483647 - 1;
+    struct Case {
+        int i2, i3;
+        int64_t serverDiff;
+        int rc;
+        double day, cycle;
+    } cases[] = {
+        {0, 1073741824, 0, -1, 0, 0},  // 2^30 minutes: x 60 is 0 in 32 bits
+        {0, 2147483647, 0, -1, 0, 0},
+        {0, 35791394, 0, 0, 0, m + 2147483640.0},  // the longest cycle: one cycle after midnight
+        {1440, 1, 2147483647, 0, m + 2147483647.0, m + 2147483647.0},
+        // lag 2147483748 s: (1 + 2147483778 div 60) x 60 = 2147483820 s later
+        {1440, 1, intMin, 0, m - 2147483648.0, m + 172.0},
+    };
+    for (const Case& c : cases) {
+        char none[1] = "";
+        SpreadInput in{5, c.serverDiff, c.i2, c.i3, none, m + 100, m, 0};
+        ReportTimes t;
+        LogCapture log;
+        ASSERT_EQ(CommSpreadReportTimes(in, &t), c.rc) << c.i3;
+        EXPECT_EQ(log.Contains("interval3 out of range"), c.rc != 0) << c.i3;
+        if (c.rc != 0) continue;
+        EXPECT_EQ(t.dayReportTime, c.day) << c.serverDiff;
+        EXPECT_EQ(t.cycleReportStart, c.cycle) << c.serverDiff;
+    }
+    // The same through the configuration paths: refused with a log line, nothing sent.
+    LogCapture log;
+    std::string conf = "{\"referNum\":1000,\"interval2\":0,\"interval3\":1073741824}";
+    Bytes p{0};
+    p.insert(p.end(), conf.begin(), conf.end());
+    Comm_get_88Conf(p.data(), p.size());
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("interval3 out of range: 1073741824"));
+    EXPECT_FALSE(log.Contains("set auto report info"));
+    for (const char* ts : {"-1e300", "1e300", "-9223372036854775808"}) {
+        std::string set = std::string("{\"timestamp\":") + ts +
+                          ",\"referNum\":1000,\"interval2\":1440,\"interval3\":60}";
+        log.Clear();
+        EXPECT_EQ(ComF_set_auto_report(set.c_str(), set.size()), 1u) << ts;
+        EXPECT_TRUE(log.Contains("Calibration time error !!!!!!")) << ts;
+    }
+}
+
 Bytes ConfPayload(uint8_t status, const std::string& json) {
     Bytes p{status};
     p.insert(p.end(), json.begin(), json.end());
@@ -423,6 +471,39 @@ TEST(AutoConfTest, SetAutoReportChecks) {
     EXPECT_FALSE(log.Contains("Calibration time error"));
     EXPECT_TRUE(log.Contains("ERROR: send set autoreport switch command failed!"));
     EXPECT_EQ(intervalFlag2.load(), 0);
+}
+
+// The text sent is the platform's object with its closing brace replaced by the computed members,
+// in a 500-byte buffer: what does not fit, or is not one object ending in '}', is refused (it was
+// cut silently). Without a companion a text that passes fails at the send.
+TEST(AutoConfTest, SetAutoReportTextMustFitAndBeAnObject) {
+    const std::string members = "{\"referNum\":1000,\"interval2\":0,\"interval3\":0,\"pad\":\"";
+    const size_t suffix = std::string(
+                              ",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
+                              "\"cycleReportStart\":\"0.000000\",\"save\":1}")
+                              .size();
+    auto padded = [&](size_t sent) {  // the text whose payload is `sent` bytes long
+        return members + std::string(sent - suffix - members.size() - 1, 'x') + "\"}";
+    };
+    struct Case {
+        std::string text;
+        bool sent;
+    } cases[] = {
+        {padded(499), true},
+        {padded(500), false},
+        {padded(1022 + suffix - 1), false},  // 1022-byte text
+        {"{\"referNum\":1000,\"interval2\":0,\"interval3\":0} \n", true},
+        {"{\"referNum\":1000,\"interval2\":0,\"interval3\":0}x}", false},
+        {"[{\"referNum\":1000}]", false},
+    };
+    for (const Case& c : cases) {
+        LogCapture log;
+        EXPECT_EQ(ComF_set_auto_report(c.text.c_str(), c.text.size()), 1u) << c.text;
+        EXPECT_EQ(log.Contains("ERROR: send set autoreport switch command failed!"), c.sent)
+            << c.text;
+        EXPECT_EQ(log.Contains("ERROR: auto report text too long!"), !c.sent && c.text.size() > 400)
+            << c.text;
+    }
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ protected:
     // Connects (retrying until the server listens) and waits until the agent serves it.
     bool Attach(RawCompanion& c) {
         bool connected = SpinUntil([&] { return c.Connect(Paths().commServer); });
-        return connected && SpinUntil([] { return InstanceSocket.load() > 0; });
+        return connected && SpinUntil([] { return InstanceSocket.load() >= 0; });
     }
     bool Detach(RawCompanion& c) {
         c.Close();

@@ -51,9 +51,13 @@ protected:
         size_t before = log.Count(line);
         return c.Send(f) && SpinUntil([&] { return log.Count(line) > before; });
     }
-    bool SendAndWaitReceived(const Bytes& f) {
-        CommReceived.store(0);
-        return c.Send(f) && SpinUntil([] { return CommReceived.load() == 1; });
+    // Sends one frame, waits until it has been handled and tells whether it was accepted (no
+    // receive rule logged a refusal).
+    bool SendAndWaitAccepted(const Bytes& f) {
+        unsigned long handled = CommHandledElements();
+        size_t refused = log.Count("Receive ");
+        return c.Send(f) && SpinUntil([&] { return CommHandledElements() > handled; }) &&
+               log.Count("Receive ") == refused;
     }
     RawCompanion c;
     LogCapture log;
@@ -61,11 +65,9 @@ protected:
 
 TEST_F(RulesTest, NotLoggedInDropsSilently) {
     mLogin.store(0);
-    CommReceived.store(0);
     unsigned long handled = CommHandledElements();
     ASSERT_TRUE(c.Send(CompanionFrame(73, 1, {0, 1})));
     ASSERT_TRUE(SpinUntil([&] { return CommHandledElements() > handled; }));
-    EXPECT_EQ(CommReceived.load(), 0);
     mLogin.store(1);
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(87, 2, {1}), "Error funcID"));
     EXPECT_FALSE(log.Contains("Receive"));
@@ -80,15 +82,15 @@ TEST_F(RulesTest, LengthMarkerSequenceChecksum) {
     Bytes badHead = CompanionFrame(73, 1, {0});
     badHead[0] = 0xA5;
     ASSERT_TRUE(SendAndWaitLog(badHead, "Receive head error."));
-    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(88, 7, {0})));
+    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(88, 7, {0})));
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(88, 7, {3}), "Receive  sequence error."));
-    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(88, 8, {0})));
-    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(88, 7, {0})));  // accepted after another
+    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(88, 8, {0})));
+    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(88, 7, {0})));  // accepted after another
     // Length field 1 with three bytes behind it: the checksum covers one byte only.
     Bytes longer = CompanionFrame(88, 9, {0});
     longer.push_back(0x10);
     longer.push_back(0x20);
-    ASSERT_TRUE(SendAndWaitReceived(longer));
+    ASSERT_TRUE(SendAndWaitAccepted(longer));
     Bytes wrongSum = CompanionFrame(88, 10, {0, 0x10, 0x20});
     wrongSum[8] = 1;  // length field 1, checksum of all three bytes
     ASSERT_TRUE(SendAndWaitLog(wrongSum, "Receive  checkSum error."));
@@ -100,14 +102,14 @@ TEST_F(RulesTest, TwoFramesInOneReadAreOneElement) {
     Bytes second = CompanionFrame(87, 21, {1});
     both.insert(both.end(), second.begin(), second.end());
     unsigned long handled = CommHandledElements();
-    ASSERT_TRUE(SendAndWaitReceived(both));
+    ASSERT_TRUE(SendAndWaitAccepted(both));
     ASSERT_TRUE(SpinUntil([&] { return CommHandledElements() > handled; }));
     EXPECT_EQ(CommRxSeq.load(), 20u);  // the second frame was never looked at
     EXPECT_FALSE(log.Contains("Error funcID"));
 }
 
 TEST_F(RulesTest, CompanionRequestsAndReports) {
-    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(998, 1, {'i'})));
+    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(998, 1, {'i'})));
     std::string online = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}";
     Bytes state = c.Read(14 + online.size());
     ASSERT_EQ(state.size(), 14 + online.size());
@@ -118,7 +120,7 @@ TEST_F(RulesTest, CompanionRequestsAndReports) {
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(999, 3, {8}), "update firmware file error."));
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(40, 4, Bytes(41, 0)), "function-40 list dropped"));
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(2, 5, {1}), "comm_get_base_info"));
-    ASSERT_TRUE(SendAndWaitReceived(CompanionFrame(87, 6, {1})));
+    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(87, 6, {1})));
     EXPECT_TRUE(log.Contains("Error funcID"));
 }
 
@@ -146,6 +148,33 @@ TEST_F(CommServerTest, RandomBytesLeaveTheServerServing) {
     EXPECT_EQ(sent[2], 73);
     ASSERT_TRUE(c.Send(Answer(73, {0, 1})));
     req.join();
+    EXPECT_EQ(ret, 0u);
+    EXPECT_EQ(value, 1);
+}
+
+// A daemon started with standard input closed gets descriptor 0 for its companion: it is served.
+TEST_F(CommServerTest, CompanionOnDescriptorZeroIsServed) {
+    ASSERT_TRUE(SpinUntil([] { return access(Paths().commServer.c_str(), F_OK) == 0; }));
+    RawCompanion c;
+    c.Open();  // before 0 is freed, so that the agent's accept takes it
+    int savedStdin = dup(0);
+    ASSERT_GE(savedStdin, 0);
+    close(0);
+    bool connected =
+        c.Connect(Paths().commServer) && SpinUntil([] { return InstanceSocket.load() >= 0; });
+    int served = InstanceSocket.load();
+    uint8_t value = 0;
+    unsigned ret = 1;
+    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
+    Bytes sent = c.Read(15);
+    c.Send(Answer(73, {0, 1}));
+    req.join();
+    Detach(c);
+    dup2(savedStdin, 0);
+    close(savedStdin);
+    ASSERT_TRUE(connected);
+    EXPECT_EQ(served, 0);
+    EXPECT_EQ(sent.size(), 15u);
     EXPECT_EQ(ret, 0u);
     EXPECT_EQ(value, 1);
 }
@@ -181,7 +210,7 @@ TEST(CommServerLifecycleTest, StopEndsEveryThreadAndStartWorksAgain) {
         ASSERT_EQ(CommServerStart(), 0);
         RawCompanion c;  // stopped while a companion is connected
         ASSERT_TRUE(SpinUntil([&] { return c.Connect(Paths().commServer); }));
-        ASSERT_TRUE(SpinUntil([] { return InstanceSocket.load() > 0; }));
+        ASSERT_TRUE(SpinUntil([] { return InstanceSocket.load() >= 0; }));
         CommServerStop();
         EXPECT_TRUE(c.ClosedByPeer());
     }

@@ -18,8 +18,10 @@ public:
     RawCompanion(const RawCompanion&) = delete;
     RawCompanion& operator=(const RawCompanion&) = delete;
 
+    // Creates the socket ahead of Connect (which otherwise creates it).
+    void Open() { fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); }
     bool Connect(const std::string& path) {
-        fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (fd_ < 0) Open();
         sockaddr_un addr{};
         addr.sun_family = AF_UNIX;
         memcpy(addr.sun_path, path.data(), path.size());
