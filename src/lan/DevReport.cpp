@@ -27,6 +27,6 @@ void SendDevReport(const uint8_t msg[kDevReportSize]) {
     }
     if (l_debug.load() == 1) {
         LOGD("Online subdev:");
-        LogHexBytes(msg, kDevReportSize);
+        LogHexBytes("", msg, kDevReportSize);
     }
 }

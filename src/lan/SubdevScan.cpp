@@ -210,13 +210,6 @@ std::vector<uint8_t> BuildSubdevMessage(const SubdevTable& t, uint16_t seq) {
 
 void printHexBuf(const uint8_t* buf, size_t len) {
     const size_t perLine = kHexDumpLineMax / 3;  // "XX " per byte
-    for (size_t i = 0; i < len; i += perLine) {
-        std::string line;
-        for (size_t j = i; j < len && j < i + perLine; ++j) {
-            char hex[4];
-            snprintf(hex, sizeof hex, "%02X ", buf[j]);
-            line += hex;
-        }
-        LogRaw("%s\n", line.c_str());
-    }
+    for (size_t i = 0; i < len; i += perLine)
+        LogHexBytes("", buf + i, len - i < perLine ? len - i : perLine);
 }
