@@ -13,12 +13,14 @@
 #include "platform/Dispatch.h"
 #include "platform/Session.h"
 #include "platform/TcpServer.h"
+#include "update/PlugUpdate.h"
 
 int main(int argc, char** argv) {
     ClockInitFromEnv();
     PathsInitFromEnv();
     SetFunctionCallHandler(ParserProtoolData);
     SetFn40ListHandler(Fn40Handle);
+    SetPlugDataHandler(ParserPlugData);
     AgentOps ops{};
     ops.ResetRecvQueue = ResetRecvQueue;
     ops.InitProtool = InitProtool;

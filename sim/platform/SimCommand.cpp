@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "FuncDecode.h"
+#include "SimPlugData.h"
 
 namespace psim {
 
@@ -74,6 +75,29 @@ std::string CmdPlug(PlatformSim& sim, const Args& a, const std::string& line) {
     return "OK plug";
 }
 
+// Plug-in data by name, e.g. "plugdata plugin-update url=http://127.0.0.1:8080/p file=p".
+std::string CmdPlugData(PlatformSim& sim, const Args& a, const std::string&) {
+    if (a.size() < 2)
+        return std::string(
+                   "ERR usage: plugdata <kind> [via=18|25] [name=value|-name...]; kinds: ") +
+               PlugDataKinds();
+    long via = 18;
+    Args rest;
+    for (size_t i = 2; i < a.size(); ++i) {
+        if (a[i].rfind("via=", 0) == 0) {
+            if (!ToNum(a[i].substr(4), 18, 25, &via) || (via != 18 && via != 25))
+                return "ERR via must be 18 or 25";
+        } else {
+            rest.push_back(a[i]);
+        }
+    }
+    int dt = 0;
+    std::string json, error;
+    if (!BuildPlugData(a[1], rest, &dt, &json, &error)) return "ERR " + error;
+    sim.Plug(static_cast<uint8_t>(via), static_cast<uint8_t>(dt), json);
+    return "OK plugdata dt=" + std::to_string(dt) + " " + json;
+}
+
 std::string CmdFrame(PlatformSim& sim, const Args& a, const std::string&) {
     long type, flag, sum = -1;
     Bytes opt, plain;
@@ -127,10 +151,12 @@ using Handler = std::string (*)(PlatformSim&, const Args&, const std::string&);
 
 const std::map<std::string, Handler>& Commands() {
     static const std::map<std::string, Handler> kCommands = {
-        {"call", CmdCall},           {"fn", CmdFn},        {"plug", CmdPlug},
-        {"frame", CmdFrame},         {"raw", CmdRaw},      {"junk", CmdJunk},
-        {"heartbeat", CmdHeartbeat}, {"set", CmdSet},      {"disconnect", CmdSimple},
-        {"drop", CmdSimple},         {"ports", CmdSimple},
+        {"call", CmdCall},   {"fn", CmdFn},
+        {"plug", CmdPlug},   {"plugdata", CmdPlugData},
+        {"frame", CmdFrame}, {"raw", CmdRaw},
+        {"junk", CmdJunk},   {"heartbeat", CmdHeartbeat},
+        {"set", CmdSet},     {"disconnect", CmdSimple},
+        {"drop", CmdSimple}, {"ports", CmdSimple},
     };
     return kCommands;
 }
@@ -143,6 +169,7 @@ const char* CommandHelp() {
            "  fn <fid> [name=value...]       function call from named parameters "
            "(docs/funcdecode.md)\n"
            "  plug <18|25> <datatype> <text> plug-in data\n"
+           "  plugdata <kind> [via=18|25] [name=value|-name...]  plug-in data by name\n"
            "  disconnect                     forced disconnect (type 3)\n"
            "  drop                           close the connection\n"
            "  heartbeat on|off|<n>           answer heartbeats always, never, n more times\n"

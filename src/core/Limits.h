@@ -168,4 +168,29 @@ constexpr long kType3MinGapSec = 50;
 constexpr size_t kAutoReportTextSize = 500;
 constexpr size_t kFwResultTextSize = 255;
 
+// HTTP download client and updates.
+constexpr size_t kHttpBufSize = 1024;         // request header, response header, body piece
+constexpr size_t kHttpLengthLineSize = 64;    // the Content-Length line is scanned from here
+constexpr long long kHttpMinBodyLen = 1024;   // a declared length up to this is refused
+constexpr long long kHttpMaxBodyLen = 2147483647LL;  // declared lengths above are refused
+constexpr long kHttpSilenceMs = 30000;        // connect and every read give up after this
+constexpr size_t kHttpIpAddrSize = 256;       // m_ipaddr
+constexpr size_t kHttpHostBufSize = 2048;     // name resolution scratch
+constexpr size_t kPluginIdSize = 128;
+constexpr size_t kFromVersionSize = 16;
+constexpr size_t kToVersionSize = 128;
+constexpr size_t kDownloadServerSize = 32;
+constexpr size_t kDownloadUrlSize = 256;
+constexpr size_t kFileMd5Size = 64;
+constexpr size_t kTokenSize = 64;
+constexpr size_t kMaxPortTextLen = 7;
+constexpr size_t kMaxServerLen = 31;
+constexpr size_t kMacTextSize = 32;
+constexpr int kMaxFn40Interval = 19;  // minutes
+constexpr int kFn40RoundsPerMinute = 6;
+constexpr size_t kUpParmSize = 432;
+constexpr long kUpdateExitPauseMs = 3000;     // lets the update result go out before the exit
+constexpr size_t kDeleteCmdSize = 126;        // "rm -f %s" text
+constexpr size_t kMd5PieceSize = 1024;
+
 }  // namespace limits

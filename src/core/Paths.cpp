@@ -29,4 +29,10 @@ void PathsRelocate(const std::string& dir) {
 void PathsInitFromEnv() {
     const char* dir = std::getenv("PLUG_RUNTIME_DIR");
     if (dir && *dir) PathsRelocate(dir);
+    const char* arp = std::getenv("PLUG_ARP_TABLE");
+    if (arp && *arp) PathsSetArpTable(arp);
+}
+
+void PathsSetArpTable(const std::string& path) {
+    gPaths.arpTable = path.empty() ? RuntimePaths().arpTable : path;
 }

@@ -15,9 +15,13 @@ struct RuntimePaths {
     std::string plugDownload = "/tmp/plug_download";  // downloaded plug-in
     std::string tracerouteFile = "/tmp/tracerouteFile";
     std::string rateFile = "/tmp/rate";
+    // The kernel's ARP table read by the sub-device monitor; not moved by PLUG_RUNTIME_DIR.
+    // PLUG_ARP_TABLE=FILE in the environment (or PathsSetArpTable) points it elsewhere.
+    std::string arpTable = "/proc/net/arp";
 };
 
 const RuntimePaths& Paths();
 // Moves every "/tmp/..." path into `dir` (empty: back to the defaults).
 void PathsRelocate(const std::string& dir);
 void PathsInitFromEnv();
+void PathsSetArpTable(const std::string& path);

@@ -14,12 +14,7 @@
 #include "core/Paths.h"
 #include "core/Thread.h"
 #include "platform/Protool.h"
-#if __has_include("update/Download.h")
 #include "update/Download.h"
-#define PLUG_HAVE_HTTP_CLIENT 1
-#else
-#define PLUG_HAVE_HTTP_CLIENT 0
-#endif
 
 namespace {
 
@@ -40,14 +35,8 @@ using JsonPtr = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 
 // One transfer through the HTTP client, then the result pushed as function 62.
 void MeasureAndPush(const std::string& server, int port, const std::string& path) {
-#if PLUG_HAVE_HTTP_CLIENT
     int ret = DownTestRateFIle(server.c_str(), port, path.c_str(), Paths().rateFile.c_str());
     int rate = gDownRate;
-#else
-    (void)server, (void)port, (void)path;
-    int ret = -1;
-    int rate = -1;
-#endif
     LOGD("route rate --------------- %d", rate);
     uint8_t record[limits::kRateRecordSize];
     RateBuildRecord(rate, record);
@@ -77,10 +66,6 @@ void JoinPrevious(RateJob& job) {
 
 template <typename F>
 int StartRateThread(F body) {
-    if (!PLUG_HAVE_HTTP_CLIENT) {
-        LOGE("rate test needs the HTTP download client, which this build lacks");
-        return 1;
-    }
     RateJob& job = Job();
     JoinPrevious(job);
     job.running = 1;

@@ -1,6 +1,7 @@
-// LAN device services started at agent start-up.
+// The three LAN device services started at agent start-up: the online-device report
+// (function 39), the sub-device filter (function 40) and the sub-device monitor (function 63).
 #pragma once
 
-int Fn39Init();     // online-device report
-int Fn40Init();     // sub-device filter
-int StartSubdev();  // sub-device monitor; non-zero ends the start-up
+#include "lan/Fn40.h"
+#include "lan/Function39.h"
+#include "lan/Subdev.h"
