@@ -1,6 +1,7 @@
 // Network diagnostics through the function table, with fake ping, traceroute and killall first on
 // PATH: each logs its arguments and prints canned output; while the file "hold" exists it keeps
-// running (killall never holds), so a job can be caught in the middle. The system's killall is never run.
+// running (killall never holds), so a job can be caught in the middle. The system's killall is
+// never run.
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -143,14 +144,14 @@ TEST_F(DiagTest, JobLifecycle) {
     LogCapture log;
     // Ping: one at a time; a fetch while it runs answers its status 1 and does not wait.
     Hold();
-    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 56, 2))), 0);
-    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 56, 2))), 1);
+    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 0);
+    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 1);
     EXPECT_EQ(Call(Request(9)).bytes, Hex("AB CD 09 00 01 00"));
     Release();
     EXPECT_EQ(FetchPingWhenDone().bytes.size(), 8 + std::string(kPingText).size());
-    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 56, 2))), 0);  // a finished job restarts
+    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 0);  // a finished job restarts
     FetchPingWhenDone();
-    EXPECT_EQ(Args("ping"), "-s 56 -c 2 10.1.2.3\n-s 56 -c 2 10.1.2.3\n");
+    EXPECT_EQ(Args("ping"), "-s 1400 -c 2 10.1.2.3\n-s 1400 -c 2 10.1.2.3\n");
 
     // Traceroute: one at a time; a fetch while it runs kills it and answers what it wrote.
     Hold();
@@ -193,6 +194,8 @@ TEST_F(DiagTest, WatchdogKillsATracerouteAfter500Seconds) {
     EXPECT_EQ(Args("killall"), "-9 traceroute\n");
     // The killed job has ended: a new one starts although the tool would still hold.
     EXPECT_TRUE(WaitUntil([&] { return Code(Call(Request(51, Hex("0A 01 02 03")))) == 0; }));
+    TraceReset();  // its watchdog waits on `fast`
+    SetClock(nullptr);
 }
 
 TEST(DiagRateTest, AddressSplit) {
