@@ -1,5 +1,6 @@
 // Answers of a fixed size: the fields sit at fixed answer offsets.
 #include <iterator>
+#include <string>
 
 #include "DecodeLayouts.h"
 
@@ -85,7 +86,20 @@ const FixedLayout kLayouts[] = {
 
 }  // namespace
 
+// The function-62 record the agent pushes after a rate test: a signed 32-bit rate at 6
+// (bytes per second, -1 when the test failed).
+void RatePush(AnswerText& a) {
+    if (!a.Need("rate", 6, 4)) return;
+    int32_t rate = static_cast<int32_t>(a.U32(6));
+    a.Line(0, "rate", std::to_string(rate) + (rate == -1 ? " (failed)" : " bytes/s"));
+    a.Extra(10);
+}
+
 bool DecodeFixedAnswer(uint16_t id, AnswerText& a) {
+    if (id == 62) {
+        RatePush(a);
+        return true;
+    }
     for (const FixedLayout& l : kLayouts) {
         if (l.id != id) continue;
         size_t end = 6;

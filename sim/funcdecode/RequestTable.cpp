@@ -105,7 +105,7 @@ const RequestRow kRows[] = {
     {59, "set HTTP test URL", PARAMS(kUrl)},
     {60, "router PIN", NONE},
     {61, "start rate test", NONE},
-    {62, "unsupported", NONE},
+    {62, "rate-test result (pushed by the agent)", NONE},
     {63, "unsupported", NONE},
     {64, "request a sub-device scan", NONE},
     {65, "unsupported", NONE},

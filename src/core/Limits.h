@@ -93,6 +93,27 @@ constexpr size_t kMd5TextField = 33;   // function 57: 32 hex digits and a NUL
 constexpr int kMinConfigJsonLen = 2;   // function 87 JSON length range
 constexpr int kMaxConfigJsonLen = 1023;
 
+// Network diagnostics (functions 8, 9, 51, 52, 61, 87).
+constexpr size_t kDiagResultSize = 4000;   // gPingResult, gTracertResult (text and its NUL)
+constexpr size_t kPingLineMax = 255;       // one line of ping output
+constexpr long kPingReadPauseMs = 50;      // before each line is read
+constexpr int kPingMaxCount = 50;          // larger counts run 50 pings
+constexpr long kTraceWatchdogMs = 500000;  // a traceroute is killed after 500 s (2500 x 200 ms)
+constexpr long kRateJoinPauseMs = 20;      // after joining the previous rate-test thread
+// The operator's speed-test server of function 61. No public server is known to this agent, so
+// the default is an address of the documentation range (TEST-NET-2) that answers nobody: a
+// product build sets its operator's server here (docs/functions.md, "Rate test").
+constexpr const char* kRateTestServer = "198.51.100.61";
+constexpr int kRateTestPort = 8199;
+constexpr const char* kRateTestPath = "/download/300.data";
+constexpr size_t kRateAddressSize = 1024;  // function-87 address text with its NUL
+constexpr size_t kRateServerMinLen = 3;    // server names of 3 to 64 characters are tested
+constexpr size_t kRateServerMaxLen = 64;
+constexpr int kRateDefaultPort = 80;
+constexpr int kRateFuncId = 62;  // function ID of the pushed rate-test record
+constexpr size_t kRateRecordSize = 10;
+constexpr int kFwVersionDataType = 14;  // upload subject of the firmware version report
+
 // CommServer.
 constexpr size_t kCommRxBufSize = 8200;
 constexpr size_t kCommReadMax = 8192;
@@ -112,11 +133,11 @@ constexpr size_t kCommRespMaxLen = 4000;  // largest response kept in rxData
 constexpr int kCommWaitTicks = 200;       // 10 s answer wait
 constexpr int kCommLongWaitTicks = 1200;  // 60 s for the neighbouring Wi-Fi list
 constexpr int kCommListenBacklog = 3;
-constexpr long kCommReadyWaitMs = 100;    // client thread readiness wait
-constexpr int kCommMaxWaitErrors = 5;     // consecutive failed waits tolerated
-constexpr int kCommMaxReadErrors = 5;     // consecutive failed reads tolerated
-constexpr long kCommRefusePauseMs = 5000; // accept pause after a refused second companion
-constexpr long kCommIdleWaitMs = 1000;    // upper bound of an idle wait that wakes on its event
+constexpr long kCommReadyWaitMs = 100;     // client thread readiness wait
+constexpr int kCommMaxWaitErrors = 5;      // consecutive failed waits tolerated
+constexpr int kCommMaxReadErrors = 5;      // consecutive failed reads tolerated
+constexpr long kCommRefusePauseMs = 5000;  // accept pause after a refused second companion
+constexpr long kCommIdleWaitMs = 1000;     // upper bound of an idle wait that wakes on its event
 constexpr int kCommRQMinSlots = 3;
 constexpr int kCommRQMaxSlots = 50;
 constexpr int kCommRQMaxSlotSize = 9000;
@@ -128,9 +149,9 @@ constexpr size_t kPluginVersionSize = 31;
 constexpr size_t kRelayBufSize = 8192;
 constexpr size_t kRelayPrefixSize = 8;  // 6 for function 81
 constexpr size_t kWanRecordSize = 228;
-constexpr size_t kAutoConfMinLen = 5;    // 997 answer length range
+constexpr size_t kAutoConfMinLen = 5;  // 997 answer length range
 constexpr size_t kAutoConfMaxLen = 1023;
-constexpr size_t kAutoJsonMinLen = 2;    // function-88 JSON length range
+constexpr size_t kAutoJsonMinLen = 2;  // function-88 JSON length range
 constexpr size_t kAutoJsonMaxLen = 1023;
 constexpr size_t kJumpTimeSize = 20;
 constexpr size_t kJumpTimeMinLen = 9;

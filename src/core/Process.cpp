@@ -130,14 +130,22 @@ void Process::CloseOutput() {
 }
 
 int Process::Wait() {
-    if (pid_ <= 0) return -1;
-    int status = 0;
-    pid_t r;
+    pid_t pid = pid_.load();
+    if (pid <= 0) return -1;
+    // Wait for the end without reaping: the ID stays the child's until it is reaped below.
+    siginfo_t info{};
+    int r;
     do {
-        r = waitpid(pid_, &status, 0);
+        r = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT);
     } while (r < 0 && errno == EINTR);
+    std::lock_guard<std::mutex> g(reapMu_);
+    int status = 0;
+    pid_t done;
+    do {
+        done = waitpid(pid, &status, 0);
+    } while (done < 0 && errno == EINTR);
     pid_ = -1;
-    if (r < 0) return -1;
+    if (done < 0) return -1;
     if (WIFEXITED(status)) return WEXITSTATUS(status);
     if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
     return -1;
@@ -145,8 +153,14 @@ int Process::Wait() {
 
 void Process::Kill() {
     if (pid_ <= 0) return;
-    kill(pid_, SIGKILL);
+    Signal(SIGKILL);
     Wait();
+}
+
+void Process::Signal(int sig) {
+    std::lock_guard<std::mutex> g(reapMu_);
+    pid_t pid = pid_.load();
+    if (pid > 0) kill(pid, sig);
 }
 
 int RunProcess(const std::vector<std::string>& argv, const ProcessOutput& out) {

@@ -7,7 +7,9 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstddef>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -35,12 +37,17 @@ public:
     int Wait();
     // SIGKILL to a running child, then reaps it. No effect when none runs.
     void Kill();
+    // Sends `sig` to the running child; may be called from another thread while the owner is
+    // in Wait(), which reaps. Wait keeps the ended child unreaped until it holds the same lock,
+    // so the signal never reaches a recycled process ID. No effect when none runs.
+    void Signal(int sig);
     bool Started() const { return pid_ > 0; }
 
 private:
     bool FillBuffer();
 
-    pid_t pid_ = -1;
+    std::atomic<pid_t> pid_{-1};
+    std::mutex reapMu_;  // orders Signal against the reaping in Wait
     int outFd_ = -1;
     std::string pending_;  // pipe bytes read but not yet returned as a line
     bool eof_ = false;

@@ -1,9 +1,12 @@
 // The process runner: argument vectors reach the tool untouched (no shell), output goes where it
 // is asked to, statuses come back, and a killed child is reaped.
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -45,6 +48,18 @@ TEST(ProcessTest, StatusesOfExitSignalAndMissingTool) {
     p.Kill();
     EXPECT_FALSE(p.Started());
     EXPECT_EQ(RunProcess({}), -1);
+}
+
+TEST(ProcessTest, SignalFromAnotherThreadEndsAChildItsOwnerWaitsFor) {
+    Process p;
+    ASSERT_EQ(p.Start({"sleep", "600"}), 0);
+    std::atomic<int> status{-2};
+    std::thread owner([&] { status = p.Wait(); });
+    p.Signal(SIGKILL);
+    owner.join();
+    EXPECT_EQ(status.load(), 128 + SIGKILL);
+    p.Signal(SIGKILL);  // reaped: nothing to signal
+    EXPECT_FALSE(p.Started());
 }
 
 TEST(ProcessTest, ChildInheritsNoDescriptorOfTheAgent) {

@@ -44,8 +44,14 @@ const DecodeCase kCases[] = {
     {FromHex("12 34 59 00 07 00"),
      "answer: 6 bytes\ntag: 12 34\nfunction: 89\nresult: 7 (function not supported)\n"},
     {FromHex("12 34 3E 00 07 00"),
-     "answer: 6 bytes\ntag: 12 34\nfunction: 62 (unsupported)\n"
+     "answer: 6 bytes\ntag: 12 34\nfunction: 62 (rate-test result (pushed by the agent))\n"
      "result: 7 (function not supported)\n"},
+    {FromHex("00 00 3E 00 00 00 87 D6 12 00"),
+     "answer: 10 bytes\ntag: 00 00\nfunction: 62 (rate-test result (pushed by the agent))\n"
+     "result: 0 (success)\nrate: 1234567 bytes/s\n"},
+    {FromHex("00 00 3E 00 01 00 FF FF FF FF"),
+     "answer: 10 bytes\ntag: 00 00\nfunction: 62 (rate-test result (pushed by the agent))\n"
+     "result: 1 (failure)\nrate: -1 (failed)\n"},
     {FromHex("AB CD 0E 00 FE FF"),
      "answer: 6 bytes\ntag: AB CD\nfunction: 14 (SSID switch)\n"
      "result: 65534 (status from the router, -2 as signed)\n"},

@@ -178,23 +178,14 @@ TEST(BadInput, DeviceListLongerThanTheArrayIsCut) {
     EXPECT_TRUE(log.Contains("get_devs_cfg reported 130 records, keeping 128")) << log.Text();
 }
 
-// Rows whose work lands later answer code 1 and say so; never a success.
-TEST(PendingRows, AnswerCode1NotBuiltYet) {
-    for (uint16_t id : {8, 9, 51, 52, 61}) {
-        SCOPED_TRACE(id);
-        testsupport::LogCapture log;
-        Bytes params(40, 0);
-        fntest::Answer a = fntest::Call(Request(id, params));
-        EXPECT_EQ(0, a.ret);
-        EXPECT_EQ(Status(static_cast<uint8_t>(id), "01 00"), a.bytes);
-        EXPECT_TRUE(log.Contains("not built yet"));
-    }
+// Function 87 whose JSON lacks "value_func61" starts nothing and answers code 1.
+TEST(PendingRows, ConfigDataWithoutAddressAnswersCode1) {
     testsupport::LogCapture log;
     Bytes json = Hex("07 00");
     const std::string text = "{\"a\":1}";
     json.insert(json.end(), text.begin(), text.end());
     EXPECT_EQ(Status(87, "01 00"), fntest::Call(Request(87, json)).bytes);
-    EXPECT_TRUE(log.Contains("not built yet"));
+    EXPECT_TRUE(log.Contains("ERROR: config data have errors!!!"));
 }
 
 }  // namespace

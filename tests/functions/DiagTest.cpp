@@ -1,0 +1,248 @@
+// Network diagnostics through the function table, with fake ping, traceroute and killall first on
+// PATH: each logs its arguments and prints canned output; while the file "hold" exists it keeps
+// running (killall never holds), so a job can be caught in the middle. The system's killall is
+// never run.
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "FnTestSupport.h"
+#include "core/Clock.h"
+#include "core/Paths.h"
+#include "functions/DiagPing.h"
+#include "functions/DiagRate.h"
+#include "functions/DiagTrace.h"
+
+namespace {
+
+using fntest::Bytes;
+using fntest::Call;
+using fntest::Hex;
+using fntest::Request;
+using testsupport::LogCapture;
+using testsupport::ReadFile;
+using testsupport::TempDir;
+using testsupport::WaitUntil;
+using testsupport::WriteFile;
+
+const char* const kFakeTool = R"SH(#!/bin/sh
+echo "$*" >> "$FAKE_DIR/${0##*/}.args"
+case "${0##*/}" in
+ping)
+  echo "PING $5 ($5) $2(84) bytes of data."
+  echo "64 bytes from $5: icmp_seq=1 ttl=64 time=0.05 ms"
+  echo "64 bytes from $5: icmp_seq=2 TTL=64 time=0.06 ms"
+  echo ""
+  echo "--- $5 ping statistics ---"
+  echo "2 packets transmitted, 2 received, 0% packet loss, time 1001ms" ;;
+traceroute)
+  echo "traceroute to $2 ($2), 30 hops max, 60 byte packets"
+  echo " 1  $2  0.051 ms  0.020 ms  0.018 ms" ;;
+killall) exit 0 ;;
+esac
+while [ -f "$FAKE_DIR/hold" ]; do sleep 0.05; done
+)SH";
+
+const char* const kPingText =
+    "PING 10.1.2.3 (10.1.2.3) 1400(84) bytes of data.\n\n--- 10.1.2.3 ping statistics ---\n"
+    "2 packets transmitted, 2 received, 0% packet loss, time 1001ms\n";
+
+// A private directory with the fake tools first on PATH and the runtime files moved into it.
+class DiagTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        oldPath_ = getenv("PATH");
+        for (const char* tool : {"ping", "traceroute", "killall"}) {
+            WriteFile(dir_.File(tool), kFakeTool);
+            chmod(dir_.File(tool).c_str(), 0755);
+        }
+        setenv("FAKE_DIR", dir_.path().c_str(), 1);
+        setenv("PATH", (dir_.path() + ":" + oldPath_).c_str(), 1);
+        PathsRelocate(dir_.path());
+    }
+    void TearDown() override {
+        Release();
+        PingReset();
+        TraceReset();
+        RateReset();
+        SetClock(nullptr);
+        PathsRelocate("");
+        setenv("PATH", oldPath_.c_str(), 1);
+        unsetenv("FAKE_DIR");
+    }
+    void Hold() { WriteFile(dir_.File("hold"), ""); }
+    void Release() { unlink(dir_.File("hold").c_str()); }
+    std::string Args(const char* tool) const {
+        return ReadFile(dir_.File(std::string(tool) + ".args"));
+    }
+
+    TempDir dir_;
+    std::string oldPath_;
+};
+
+// w10 target (network order), bytes 14-29 zero, h30 size, h32 count.
+Bytes PingRequest(const Bytes& target, uint16_t size, uint16_t count) {
+    Bytes p(24, 0);
+    std::copy(target.begin(), target.end(), p.begin());
+    p[20] = static_cast<uint8_t>(size);
+    p[21] = static_cast<uint8_t>(size >> 8);
+    p[22] = static_cast<uint8_t>(count);
+    p[23] = static_cast<uint8_t>(count >> 8);
+    return Request(8, p);
+}
+
+uint16_t Code(const fntest::Answer& a) {
+    return a.bytes.size() >= 6 ? static_cast<uint16_t>(a.bytes[4] | (a.bytes[5] << 8)) : 0xFFFF;
+}
+
+// Function 9 until the ping has finished (code 0).
+fntest::Answer FetchPingWhenDone() {
+    fntest::Answer a;
+    EXPECT_TRUE(WaitUntil([&] { return Code(a = Call(Request(9))) == 0; }));
+    return a;
+}
+
+TEST_F(DiagTest, PingRequestFieldsReachTheTool) {
+    struct Case {
+        const char* name;
+        Bytes target;
+        uint16_t size, count;
+        const char* args;
+    };
+    const Case cases[] = {
+        {"count 80 runs 50", Hex("0A 01 02 03"), 1400, 80, "-s 1400 -c 50 10.1.2.3"},
+        {"count 50 stays", Hex("C0 A8 01 01"), 56, 50, "-s 56 -c 50 192.168.1.1"},
+        {"small count and size", Hex("7F 00 00 01"), 0, 3, "-s 0 -c 3 127.0.0.1"},
+        {"largest size", Hex("FF FF FF FF"), 65535, 1, "-s 65535 -c 1 255.255.255.255"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        unlink(dir_.File("ping.args").c_str());
+        EXPECT_EQ(Call(PingRequest(c.target, c.size, c.count)).bytes, Hex("AB CD 08 00 00 00"));
+        FetchPingWhenDone();
+        EXPECT_EQ(Args("ping"), std::string(c.args) + "\n");
+    }
+    EXPECT_EQ(Call(Request(8, Bytes(23, 0))).bytes, Hex("AB CD 08 00 01 00"));  // one byte short
+}
+
+TEST_F(DiagTest, PingResultLeavesOutReplyLines) {
+    Call(PingRequest(Hex("0A 01 02 03"), 1400, 2));
+    fntest::Answer a = FetchPingWhenDone();
+    std::string text = kPingText;
+    Bytes expected = Hex("AB CD 09 00 00 00");
+    expected.push_back(static_cast<uint8_t>(text.size()));
+    expected.push_back(static_cast<uint8_t>(text.size() >> 8));
+    expected.insert(expected.end(), text.begin(), text.end());
+    EXPECT_EQ(a.bytes, expected);
+}
+
+TEST_F(DiagTest, JobLifecycle) {
+    LogCapture log;
+    // Ping: one at a time; a fetch while it runs answers its status 1 and does not wait.
+    Hold();
+    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 0);
+    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 1);
+    EXPECT_EQ(Call(Request(9)).bytes, Hex("AB CD 09 00 01 00"));
+    Release();
+    EXPECT_EQ(FetchPingWhenDone().bytes.size(), 8 + std::string(kPingText).size());
+    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 0);  // a finished job restarts
+    FetchPingWhenDone();
+    EXPECT_EQ(Args("ping"), "-s 1400 -c 2 10.1.2.3\n-s 1400 -c 2 10.1.2.3\n");
+
+    // Traceroute: one at a time; a fetch while it runs kills it and answers what it wrote.
+    Hold();
+    EXPECT_EQ(Call(Request(51, Hex("0A 01 02 03"))).bytes, Hex("AB CD 33 00 00 00"));
+    EXPECT_EQ(Code(Call(Request(51, Hex("0A 01 02 04")))), 1);
+    ASSERT_TRUE(WaitUntil([&] { return !ReadFile(dir_.File("tracerouteFile")).empty(); }));
+    std::string trace =
+        "traceroute to 10.1.2.3 (10.1.2.3), 30 hops max, 60 byte packets\n"
+        " 1  10.1.2.3  0.051 ms  0.020 ms  0.018 ms\n";
+    ASSERT_TRUE(WaitUntil([&] { return ReadFile(dir_.File("tracerouteFile")) == trace; }));
+    Bytes expected = Hex("AB CD 34 00 00 00");
+    expected.push_back(static_cast<uint8_t>(trace.size()));
+    expected.push_back(0);
+    expected.insert(expected.end(), trace.begin(), trace.end());
+    EXPECT_EQ(Call(Request(52)).bytes, expected);
+    EXPECT_EQ(Args("killall"), "-9 traceroute\n");
+    EXPECT_EQ(Args("traceroute"), "-n 10.1.2.3\n");
+    EXPECT_TRUE(log.Contains("traceroute -n 10.1.2.3 > " + dir_.File("tracerouteFile")));
+    EXPECT_TRUE(log.Contains("killall -9 traceroute"));
+    // After the job: the file is read again, the next job starts, the watchdog never fired.
+    EXPECT_EQ(Call(Request(52)).bytes, expected);
+    EXPECT_EQ(Code(Call(Request(51, Hex("0A 01 02 03")))), 0);
+    EXPECT_FALSE(log.Contains("kill traceroute"));
+
+    // No traceroute file: failure code.
+    TraceReset();
+    unlink(dir_.File("tracerouteFile").c_str());
+    EXPECT_EQ(Call(Request(52)).bytes, Hex("AB CD 34 00 01 00"));
+    EXPECT_TRUE(log.Contains("Open " + dir_.File("tracerouteFile") + " Failed."));
+}
+
+TEST_F(DiagTest, WatchdogKillsATracerouteAfter500Seconds) {
+    LogCapture log;
+    ScaledClock fast(100000);  // 500 s in 5 ms
+    SetClock(&fast);
+    Hold();
+    ASSERT_EQ(Code(Call(Request(51, Hex("0A 01 02 03")))), 0);
+    ASSERT_TRUE(WaitUntil([&] { return log.Contains("Exit killTrace"); }));
+    EXPECT_TRUE(log.Contains("kill traceroute"));
+    EXPECT_EQ(Args("killall"), "-9 traceroute\n");
+    // The killed job has ended: a new one starts although the tool would still hold.
+    EXPECT_TRUE(WaitUntil([&] { return Code(Call(Request(51, Hex("0A 01 02 03")))) == 0; }));
+    TraceReset();  // its watchdog waits on `fast`
+    SetClock(nullptr);
+}
+
+TEST(DiagRateTest, AddressSplit) {
+    struct Case {
+        const char* address;
+        int ret;
+        const char* server;
+        int port;
+        const char* path;
+    };
+    const std::string s64(64, 'a');
+    const std::string s65(65, 'a');
+    const std::string a64 = "http://" + s64 + "/x";
+    const std::string a65 = "http://" + s65 + "/x";
+    const Case cases[] = {
+        {"http://10.0.0.2/t", 0, "10.0.0.2", 80, "/t"},  // no port: 80
+        {"http://speed.example:8199/download/300.data", 0, "speed.example", 8199,
+         "/download/300.data"},
+        {"ftp://abc/", 0, "abc", 80, "/"},  // only the text after "://" is used
+        {"http://ab/x", -1, "", 0, ""},     // 2-character server
+        {a64.c_str(), 0, s64.c_str(), 80, "/x"},
+        {a65.c_str(), -1, "", 0, ""},                 // 65-character server
+        {"http://host.example", -1, "", 0, ""},       // no "/"
+        {"http://host:80", -1, "", 0, ""},            // no "/" after the port
+        {"host.example/x", -1, "", 0, ""},            // no "://"
+        {"http://host/a:1/b", 0, "host/a", 1, "/b"},  // the ":" is looked for in the path too
+        {"http://host:99999/x", -1, "", 0, ""},
+        {"http://host:8a/x", -1, "", 0, ""},
+        {"http://host:/x", -1, "", 0, ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.address);
+        RateAddress a;
+        ASSERT_EQ(RateSplitAddress(c.address, &a), c.ret);
+        if (c.ret != 0) continue;
+        EXPECT_EQ(a.server, c.server);
+        EXPECT_EQ(a.port, c.port);
+        EXPECT_EQ(a.path, c.path);
+    }
+}
+
+TEST(DiagRateTest, PushRecordBytes) {
+    uint8_t rec[10];
+    RateBuildRecord(1234567, rec);
+    EXPECT_EQ(Bytes(rec, rec + 10), Hex("00 00 3E 00 00 00 87 D6 12 00"));
+    RateBuildRecord(-1, rec);
+    EXPECT_EQ(Bytes(rec, rec + 10), Hex("00 00 3E 00 01 00 FF FF FF FF"));
+}
+
+}  // namespace
