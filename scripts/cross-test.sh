@@ -6,7 +6,8 @@
 #   armhf-minsize  the size-optimised agent as a router image would carry it, stripped, with its
 #                  size checked against 150 KB (scripts/size-report.sh).
 #   mipsel         little-endian 32-bit MIPS, the other usual router CPU: tests under qemu-mipsel.
-#   mipsel-minsize its size-optimised stripped agent, size reported (MIPS code is larger).
+#   mipsel-minsize its size-optimised stripped agent, size checked against 320 KB (MIPS code is
+#                  about twice as large as ARM Thumb-2 code).
 # Usage: scripts/cross-test.sh [STAGE ...]   (default: every stage)
 #
 # Tests that cannot run under qemu-user carry the ctest label "no-qemu"; they are listed, then
@@ -56,7 +57,7 @@ for stage in "${stages[@]}"; do
             ;;
         mipsel-minsize)
             cross_build mipsel-minsize mipsel
-            scripts/size-report.sh build/mipsel-minsize 256000
+            scripts/size-report.sh build/mipsel-minsize 327680
             ;;
         *)
             echo "cross-test.sh: unknown stage '$stage'" >&2
