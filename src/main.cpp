@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
     SetFunctionCallHandler(ParserProtoolData);
     SetFn40ListHandler(Fn40Handle);
     SetPlugDataHandler(ParserPlugData);
+    SetUpdateExit(PlugExit);
     AgentOps ops{};
     ops.ResetRecvQueue = ResetRecvQueue;
     ops.InitProtool = InitProtool;

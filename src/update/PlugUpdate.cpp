@@ -25,11 +25,13 @@ namespace {
 constexpr uint8_t kUpdateResultType = 3;
 constexpr size_t kResultJsonSize = 2048;
 
-void ExitProcess(int status) {
-    PlugExit(status);
+// Ending the process is the executable's decision: it installs PlugExit. Without it the verified
+// file stays and the agent runs on until its next restart.
+void NoExitInstalled(int) {
+    LOGE("update verified; no process exit installed, the new file waits for the next start");
 }
 
-std::atomic<UpdateExitFn> gUpdateExit{ExitProcess};
+std::atomic<UpdateExitFn> gUpdateExit{NoExitInstalled};
 
 // The update-result JSON (BuildJson kind 4) sent to the platform as DataType 3.
 void SendUpdateResult(int result) {
@@ -78,7 +80,7 @@ int PluginUpdate(const char* payload) {
 }  // namespace
 
 void SetUpdateExit(UpdateExitFn fn) {
-    gUpdateExit = fn ? fn : ExitProcess;
+    gUpdateExit = fn ? fn : NoExitInstalled;
 }
 
 int ParserPlugData(uint8_t dataType, const char* payload, size_t /*len*/) {

@@ -22,6 +22,7 @@ int Compute_file_md5(const char* path, char out[kMd5HexSize]);
 // Removes the plug-in download file (unlink, no shell). 0, or -1 when it exists and stays.
 int DeleteDownloadFile();
 
-// What ends the process after a verified update (PlugExit by default); tests install their own.
+// What ends the process after a verified update: the executable installs PlugExit, tests their
+// own; nullptr (the default) logs and lets the agent run on.
 using UpdateExitFn = void (*)(int status);
 void SetUpdateExit(UpdateExitFn fn);
