@@ -12,7 +12,7 @@
 namespace {
 
 using fdtest::Bytes;
-using fdtest::FromHex;
+using fdtest::Hex;
 using fdtest::Zeros;
 
 // Decodes a copy of the first `len` bytes held in a block of exactly that size.
@@ -59,10 +59,10 @@ TEST(DecodeBounds, EveryPrefixOfCompleteAnswersIsReportedCut) {
         {42, adj},
         {44, Answer(44, 14)},
         {58, Answer(58, 22)},
-        {49, FromHex("00 00 31 00 00 00 02 00 01 00 01 00 01 01 00 01 00")},
-        {9, FromHex("00 00 09 00 00 00 03 00 61 0A 62")},
-        {36, FromHex("00 00 24 00 00 00 02 00 54 56")},
-        {80, FromHex("00 00 50 00 00 00 06 00 00 11 22 33 44 55")},
+        {49, Hex("00 00 31 00 00 00 02 00 01 00 01 00 01 01 00 01 00")},
+        {9, Hex("00 00 09 00 00 00 03 00 61 0A 62")},
+        {36, Hex("00 00 24 00 00 00 02 00 54 56")},
+        {80, Hex("00 00 50 00 00 00 06 00 00 11 22 33 44 55")},
     };
     for (const Full& f : fulls) {
         SCOPED_TRACE(f.id);
@@ -97,14 +97,14 @@ TEST(DecodeBounds, CountsLargerThanTheBytesPresentStopAtTheLastWholeRecord) {
                          "truncated: network[0] needs bytes 10-51, answer has 10 bytes\n"))
         << text;
 
-    Bytes name = FromHex("00 00 24 00 00 00 40 00 54 56");
+    Bytes name = Hex("00 00 24 00 00 00 40 00 54 56");
     text = DecodeExact(name, name.size());
     EXPECT_TRUE(Contains(text,
                          "length: 64\ntruncated: data needs bytes 8-71, answer has 10 "
                          "bytes\nname: \"TV\"\n"))
         << text;
 
-    Bytes overview = FromHex("00 00 31 00 00 00 FF 00 01");
+    Bytes overview = Hex("00 00 31 00 00 00 FF 00 01");
     text = DecodeExact(overview, overview.size());
     EXPECT_TRUE(Contains(text, "lan_count: 255\n  lan[0]: 1\ntruncated: lan[1] needs byte 9"))
         << text;

@@ -10,7 +10,7 @@
 namespace {
 
 using fdtest::Bytes;
-using fdtest::FromHex;
+using fdtest::Hex;
 using fdtest::Image;
 
 struct EncodeCase {
@@ -51,42 +51,42 @@ TEST(Encode, BodyHeaderCarriesTagAndIdLittleEndian) {
         Bytes body;
         std::string error;
         ASSERT_EQ(0, EncodeFunctionRequest(c.id, c.args, &body, &error, c.tag)) << error;
-        EXPECT_EQ(FromHex(c.body), body) << c.id;
+        EXPECT_EQ(Hex(c.body), body) << c.id;
     }
 }
 
 TEST(Encode, ParameterLayoutOfEveryFunction) {
     const EncodeCase cases[] = {
-        {"3 index=1", FromHex("01 00")},
-        {"7 index=0x102", FromHex("02 01")},
-        {"15 index=2 on=1", FromHex("02 00 01")},
-        {"19 on=1", FromHex("01")},
-        {"27 ftp=1 samba=0 telnet=1", FromHex("01 00 01")},
-        {"33 mac=aa-bb-cc-00-11-22", FromHex("AA BB CC 00 11 22")},
+        {"3 index=1", Hex("01 00")},
+        {"7 index=0x102", Hex("02 01")},
+        {"15 index=2 on=1", Hex("02 00 01")},
+        {"19 on=1", Hex("01")},
+        {"27 ftp=1 samba=0 telnet=1", Hex("01 00 01")},
+        {"33 mac=aa-bb-cc-00-11-22", Hex("AA BB CC 00 11 22")},
         {"35 mac=AA:BB:CC:00:11:22 up=1000 down=2000",
-         FromHex("AA BB CC 00 11 22 E8 03 00 00 00 00 00 00 D0 07 00 00 00 00 00 00")},
+         Hex("AA BB CC 00 11 22 E8 03 00 00 00 00 00 00 D0 07 00 00 00 00 00 00")},
         {"35 mac=AA:BB:CC:00:11:22 up=-1 down=0",
-         FromHex("AA BB CC 00 11 22 FF FF FF FF FF FF FF FF 00 00 00 00 00 00 00 00")},
+         Hex("AA BB CC 00 11 22 FF FF FF FF FF FF FF FF 00 00 00 00 00 00 00 00")},
         {"37 mac=AA:BB:CC:00:11:22 name=\"Living room\"",
-         FromHex("AA BB CC 00 11 22 4C 69 76 69 6E 67 20 72 6F 6F 6D 00")},
-        {"45 dns2=8.8.4.4 dns1=192.168.1.1", FromHex("C0 A8 01 01 08 08 04 04")},
-        {"46 name=router", FromHex("72 6F 75 74 65 72 00")},
-        {"50 index=1 enable=1", FromHex("01 00 01")},
-        {"51 target=10.0.0.1", FromHex("0A 00 00 01")},
-        {"53 time=1700000000", FromHex("00 F1 53 65 00 00 00 00")},
-        {"53 time=-1", FromHex("FF FF FF FF FF FF FF FF")},
-        {"56 enable=1 url=http://a/", FromHex("01 68 74 74 70 3A 2F 2F 61 2F 00")},
-        {"59 url=\"http://a/b c\"", FromHex("68 74 74 70 3A 2F 2F 61 2F 62 20 63 00")},
-        {"66 rules=\"a;b\"", FromHex("61 3B 62 00")},
-        {"70 band=1", FromHex("01")},
-        {"76 index=2 threshold=200", FromHex("02 C8")},
-        {"87 json={\"a\": 1}", FromHex("08 00 7B 22 61 22 3A 20 31 7D")},
-        {"88 json=  {\"b\":2}  ", FromHex("07 00 7B 22 62 22 3A 32 7D")},
+         Hex("AA BB CC 00 11 22 4C 69 76 69 6E 67 20 72 6F 6F 6D 00")},
+        {"45 dns2=8.8.4.4 dns1=192.168.1.1", Hex("C0 A8 01 01 08 08 04 04")},
+        {"46 name=router", Hex("72 6F 75 74 65 72 00")},
+        {"50 index=1 enable=1", Hex("01 00 01")},
+        {"51 target=10.0.0.1", Hex("0A 00 00 01")},
+        {"53 time=1700000000", Hex("00 F1 53 65 00 00 00 00")},
+        {"53 time=-1", Hex("FF FF FF FF FF FF FF FF")},
+        {"56 enable=1 url=http://a/", Hex("01 68 74 74 70 3A 2F 2F 61 2F 00")},
+        {"59 url=\"http://a/b c\"", Hex("68 74 74 70 3A 2F 2F 61 2F 62 20 63 00")},
+        {"66 rules=\"a;b\"", Hex("61 3B 62 00")},
+        {"70 band=1", Hex("01")},
+        {"76 index=2 threshold=200", Hex("02 C8")},
+        {"87 json={\"a\": 1}", Hex("08 00 7B 22 61 22 3A 20 31 7D")},
+        {"88 json=  {\"b\":2}  ", Hex("07 00 7B 22 62 22 3A 32 7D")},
         {"1", Bytes{}},
         {"62", Bytes{}},
         {"1000", Bytes{}},
-        {"3 hex=0100", FromHex("01 00")},
-        {"9999 hex=DEADbeef", FromHex("DE AD BE EF")},
+        {"3 hex=0100", Hex("01 00")},
+        {"9999 hex=DEADbeef", Hex("DE AD BE EF")},
         {"4 hex=", Bytes{}},
         // Fixed records: bytes 10 on, fields left out are zero.
         {"8 target=192.168.1.20 size=64 count=4",

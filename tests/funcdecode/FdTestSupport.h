@@ -7,20 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
+
 namespace fdtest {
 
 using Bytes = std::vector<uint8_t>;
 
-// "12 34 2D 00" -> bytes (blanks ignored).
-inline Bytes FromHex(const std::string& hex) {
-    Bytes out;
-    std::string digits;
-    for (char c : hex)
-        if (c != ' ' && c != '\n') digits += c;
-    for (size_t i = 0; i + 1 < digits.size(); i += 2)
-        out.push_back(static_cast<uint8_t>(std::strtoul(digits.substr(i, 2).c_str(), nullptr, 16)));
-    return out;
-}
+using testsupport::Hex;
 
 inline Bytes Zeros(size_t n) {
     return Bytes(n, 0);
@@ -37,7 +30,7 @@ struct At {
 inline Bytes Image(size_t n, std::initializer_list<At> fields) {
     Bytes b(n, 0);
     for (const At& f : fields) {
-        Bytes v = f.text.empty() ? FromHex(f.hex) : Bytes(f.text.begin(), f.text.end());
+        Bytes v = f.text.empty() ? Hex(f.hex) : Bytes(f.text.begin(), f.text.end());
         for (size_t i = 0; i < v.size(); ++i)
             b.at(f.off + i) = v[i];
     }

@@ -43,33 +43,11 @@ TEST(Dispatcher, EveryFunctionIdTakesItsPath) {
     }
 }
 
-TEST(Dispatcher, TableHasOneHandlerPerFunctionId) {
-    EXPECT_EQ(nullptr, FnTableHandler(0));
-    EXPECT_EQ(nullptr, FnTableHandler(89));
-    for (uint16_t id = 1; id <= 88; ++id)
-        EXPECT_NE(nullptr, FnTableHandler(id)) << id;
-    EXPECT_EQ(FnTableHandler(20), FnTableHandler(24));
-    EXPECT_EQ(FnTableHandler(21), FnTableHandler(25));
-    EXPECT_EQ(FnTableHandler(40), FnTableHandler(86));
-    EXPECT_EQ(FnTableHandler(62), FnTableHandler(68));
-}
-
 TEST(Dispatcher, UnsupportedAnswerWritesTheIdItselfAndKeepsTheTag) {
     Bytes req = Hex("12 34 2C 01 99 99 99 99 99 99");  // function 300
     fntest::Answer a = Call(req);
     EXPECT_EQ(-1, a.ret);
     EXPECT_EQ(Hex("12 34 2C 01 07 00"), a.bytes);
-}
-
-TEST(Dispatcher, LogsTheFunctionIdAsSigned16BitAtDebugLevel) {
-    testsupport::LogCapture log(31);
-    Call(Request(40000));
-    EXPECT_TRUE(log.Contains("ParserProtoolData funcid -25536")) << log.Text();
-    Call(Request(21));
-    EXPECT_TRUE(log.Contains("ParserProtoolData funcid 21"));
-    testsupport::LogCapture errorsOnly(1);
-    Call(Request(21));
-    EXPECT_FALSE(errorsOnly.Contains("ParserProtoolData"));
 }
 
 TEST(Dispatcher, RequestTooShortForAFunctionIdGetsNoAnswer) {

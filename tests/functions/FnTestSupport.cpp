@@ -77,15 +77,6 @@ const char* const kTestState = R"({
 
 }  // namespace
 
-Bytes Hex(const std::string& text) {
-    Bytes out;
-    std::istringstream in(text);
-    std::string pair;
-    while (in >> pair)
-        out.push_back(static_cast<uint8_t>(std::stoul(pair, nullptr, 16)));
-    return out;
-}
-
 Image& Image::At(size_t off, const Bytes& b) {
     std::copy(b.begin(), b.end(), bytes.begin() + static_cast<long>(off));
     return *this;

@@ -15,8 +15,7 @@ namespace fntest {
 
 using Bytes = std::vector<uint8_t>;
 
-// "AB CD 05 00": bytes from hexadecimal pairs separated by blanks.
-Bytes Hex(const std::string& text);
+using testsupport::Hex;
 
 // An expected answer of `len` zero bytes that is filled at documented offsets.
 struct Image {

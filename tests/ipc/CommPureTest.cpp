@@ -13,6 +13,7 @@
 #include "ipc/CommFrame.h"
 #include "ipc/CommServer.h"
 #include "platform/Protool.h"
+#include "RawCompanion.h"
 #include "TestSupport.h"
 
 using testsupport::LogCapture;
@@ -90,22 +91,7 @@ TEST(CommBuildCmdTest, NoCompanionMeansEveryRequestFailsAtOnce) {
 }
 
 Bytes Frame(uint16_t id, uint32_t seq, uint32_t lenField, uint16_t sum, const Bytes& payload) {
-    Bytes f = {0x5A,
-               0x5A,
-               static_cast<uint8_t>(id),
-               static_cast<uint8_t>(id >> 8),
-               static_cast<uint8_t>(seq),
-               static_cast<uint8_t>(seq >> 8),
-               static_cast<uint8_t>(seq >> 16),
-               static_cast<uint8_t>(seq >> 24),
-               static_cast<uint8_t>(lenField),
-               static_cast<uint8_t>(lenField >> 8),
-               static_cast<uint8_t>(lenField >> 16),
-               static_cast<uint8_t>(lenField >> 24),
-               static_cast<uint8_t>(sum),
-               static_cast<uint8_t>(sum >> 8)};
-    f.insert(f.end(), payload.begin(), payload.end());
-    return f;
+    return CompanionFrame(id, seq, payload, lenField, sum);
 }
 
 TEST(CommAcceptTest, RulesInOrder) {

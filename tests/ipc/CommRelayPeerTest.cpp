@@ -36,28 +36,10 @@ TEST_F(RelayPeerTest, JsonReportArrivesWithItsPrefix) {
     ASSERT_TRUE(f.bodyOk);
     EXPECT_TRUE(f.checksumOk);
     // Body: 2 bytes, data type 84, MAC, length 11, then prefix and payload.
-    Bytes expected = {0x00,
-                      0x00,
-                      0x54,
-                      0x00,
-                      0x11,
-                      0x22,
-                      0x33,
-                      0x44,
-                      0x55,
-                      0x0B,
-                      0x00,
-                      static_cast<uint8_t>(seq),
-                      static_cast<uint8_t>(seq >> 8),
-                      0x54,
-                      0x00,
-                      0x00,
-                      0x00,
-                      0x03,
-                      0x00,
-                      0xAA,
-                      0xBB,
-                      0xCC};
+    Bytes expected =
+        testsupport::Hex("00 00 54 00 11 22 33 44 55 0B 00 00 00 54 00 00 00 03 00 AA BB CC");
+    expected[11] = static_cast<uint8_t>(seq);  // the report sequence, little-endian
+    expected[12] = static_cast<uint8_t>(seq >> 8);
     EXPECT_EQ(f.body, expected);
     EXPECT_EQ(AutoReportSeq.load(), static_cast<uint16_t>(seq + 1));
 }

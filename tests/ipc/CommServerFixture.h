@@ -70,21 +70,7 @@ protected:
 
 // The agent's query frame for `id` with sequence `s`: 5A 5A, ID, s, 01 00 00 00, 69 00, 69.
 inline Bytes QueryFrame(uint16_t id, uint8_t s) {
-    return {0x5A,
-            0x5A,
-            static_cast<uint8_t>(id),
-            static_cast<uint8_t>(id >> 8),
-            s,
-            0,
-            0,
-            0,
-            0x01,
-            0x00,
-            0x00,
-            0x00,
-            0x69,
-            0x00,
-            0x69};
+    return CompanionFrame(id, s, {0x69});
 }
 
 // Entries of a /proc directory (threads in /proc/self/task, descriptors in /proc/self/fd).

@@ -75,28 +75,6 @@ TEST_F(RulesTest, NotLoggedInDropsSilently) {
     EXPECT_EQ(CommRxSeq.load(), 2u);  // the dropped frame never reached the sequence rule
 }
 
-TEST_F(RulesTest, LengthMarkerSequenceChecksum) {
-    Bytes empty = CompanionFrame(73, 1, {});
-    ASSERT_TRUE(SendAndWaitLog(empty, "Receive length error, length is 14"));
-    ASSERT_TRUE(SendAndWaitLog(Bytes(8101, 0x5A), "Receive length error, length is 8101"));
-    Bytes badHead = CompanionFrame(73, 1, {0});
-    badHead[0] = 0xA5;
-    ASSERT_TRUE(SendAndWaitLog(badHead, "Receive head error."));
-    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(88, 7, {0})));
-    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(88, 7, {3}), "Receive  sequence error."));
-    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(88, 8, {0})));
-    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(88, 7, {0})));  // accepted after another
-    // Length field 1 with three bytes behind it: the checksum covers one byte only.
-    Bytes longer = CompanionFrame(88, 9, {0});
-    longer.push_back(0x10);
-    longer.push_back(0x20);
-    ASSERT_TRUE(SendAndWaitAccepted(longer));
-    Bytes wrongSum = CompanionFrame(88, 10, {0, 0x10, 0x20});
-    wrongSum[8] = 1;  // length field 1, checksum of all three bytes
-    ASSERT_TRUE(SendAndWaitLog(wrongSum, "Receive  checkSum error."));
-    EXPECT_EQ(CommRxSeq.load(), 10u);
-}
-
 TEST_F(RulesTest, TwoFramesInOneReadAreOneElement) {
     Bytes both = CompanionFrame(88, 20, {0});
     Bytes second = CompanionFrame(87, 21, {1});

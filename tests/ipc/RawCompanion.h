@@ -64,27 +64,23 @@ private:
     int fd_ = -1;
 };
 
-// A companion frame from its fields, laid out by hand: 5A 5A, ID, sequence, length, sum.
+// A companion frame laid out by hand: 5A 5A, ID (2), sequence (4), length field (4), sum (2),
+// all little-endian, then the payload. Length and sum are the payload's own unless given.
 inline std::vector<uint8_t> CompanionFrame(uint16_t id, uint32_t seq,
-                                           const std::vector<uint8_t>& payload) {
-    uint32_t len = static_cast<uint32_t>(payload.size());
-    uint16_t sum = 0;
+                                           const std::vector<uint8_t>& payload,
+                                           int64_t lenField = -1, int sum = -1) {
+    uint16_t s = 0;
     for (uint8_t b : payload)
-        sum = static_cast<uint16_t>(sum + b);
-    std::vector<uint8_t> f = {0x5A,
-                              0x5A,
-                              static_cast<uint8_t>(id),
-                              static_cast<uint8_t>(id >> 8),
-                              static_cast<uint8_t>(seq),
-                              static_cast<uint8_t>(seq >> 8),
-                              static_cast<uint8_t>(seq >> 16),
-                              static_cast<uint8_t>(seq >> 24),
-                              static_cast<uint8_t>(len),
-                              static_cast<uint8_t>(len >> 8),
-                              static_cast<uint8_t>(len >> 16),
-                              static_cast<uint8_t>(len >> 24),
-                              static_cast<uint8_t>(sum),
-                              static_cast<uint8_t>(sum >> 8)};
+        s = static_cast<uint16_t>(s + b);
+    std::vector<uint8_t> f = {0x5A, 0x5A};
+    auto put = [&f](uint64_t v, int n) {
+        for (int i = 0; i < n; ++i)
+            f.push_back(static_cast<uint8_t>(v >> (8 * i)));
+    };
+    put(id, 2);
+    put(seq, 4);
+    put(lenField < 0 ? payload.size() : static_cast<uint64_t>(lenField), 4);
+    put(sum < 0 ? s : static_cast<uint64_t>(sum), 2);
     f.insert(f.end(), payload.begin(), payload.end());
     return f;
 }

@@ -2,20 +2,10 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 
 #include "core/Paths.h"
 
 namespace lantest {
-
-Bytes Hex(const std::string& text) {
-    Bytes out;
-    std::istringstream in(text);
-    std::string pair;
-    while (in >> pair)
-        out.push_back(static_cast<uint8_t>(std::stoul(pair, nullptr, 16)));
-    return out;
-}
 
 std::string HexDump(const Bytes& b) {
     std::string s;

@@ -12,8 +12,7 @@ namespace lantest {
 
 using Bytes = std::vector<uint8_t>;
 
-// "AB CD 05": bytes from hexadecimal pairs separated by blanks.
-Bytes Hex(const std::string& text);
+using testsupport::Hex;
 std::string HexDump(const Bytes& b);  // "AB CD 05 " as LogHexBytes prints it
 
 class Lan {

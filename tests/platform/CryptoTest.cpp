@@ -33,25 +33,26 @@ TEST(Crypto, PaddedLengthAlwaysAddsOneToSixteenBytes) {
         EXPECT_EQ(r.padded, AesPaddedLen(r.len)) << r.len;
 }
 
-TEST(Crypto, SixteenBytesEncryptToThirtyTwoMatchingTheCommandLineTool) {
+// Sixteen bytes encrypt to 32 (a whole padding block); five bytes are padded with 11 x 0x0B.
+TEST(Crypto, EncryptMatchesTheCommandLineTool) {
     KeyBuf key;
-    uint8_t plain[16];
+    uint8_t plain16[16];
     for (int i = 0; i < 16; ++i)
-        plain[i] = static_cast<uint8_t>(i);
-    uint8_t out[32] = {0};
-    size_t outLen = 0;
-    ASSERT_EQ(0, aes_encrypt(key.text, plain, out, sizeof plain, &outLen));
-    EXPECT_EQ(32u, outLen);
-    EXPECT_EQ(0, memcmp(kCipher16, out, 32));
-}
-
-TEST(Crypto, ShortBodyIsPaddedWithThePadLength) {
-    KeyBuf key;
-    uint8_t out[16] = {0};
-    size_t outLen = 0;
-    ASSERT_EQ(0, aes_encrypt(key.text, reinterpret_cast<const uint8_t*>("hello"), out, 5, &outLen));
-    EXPECT_EQ(16u, outLen);
-    EXPECT_EQ(0, memcmp(kCipherHello, out, 16));
+        plain16[i] = static_cast<uint8_t>(i);
+    struct {
+        const uint8_t* plain;
+        size_t len;
+        const uint8_t* cipher;
+        size_t cipherLen;
+    } rows[] = {{plain16, 16, kCipher16, 32},
+                {reinterpret_cast<const uint8_t*>("hello"), 5, kCipherHello, 16}};
+    for (const auto& r : rows) {
+        uint8_t out[32] = {0};
+        size_t outLen = 0;
+        ASSERT_EQ(0, aes_encrypt(key.text, r.plain, out, r.len, &outLen));
+        EXPECT_EQ(r.cipherLen, outLen);
+        EXPECT_EQ(0, memcmp(r.cipher, out, r.cipherLen)) << r.len;
+    }
 }
 
 TEST(Crypto, DecryptKeepsPaddingAndZeroFillsTheSpareBlock) {

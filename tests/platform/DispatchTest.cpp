@@ -124,13 +124,22 @@ TEST_F(Dispatch, FunctionCallWithLengthNineGetsLengthError) {
     EXPECT_TRUE(log.Contains("Recv MsgType=[20] DataType=[9] DataLen=[9]"));
 }
 
-TEST_F(Dispatch, FunctionCallChecksumMismatchGetsCode11WithMacAndNoData) {
+// A function call (type 20) or plug-in data (18) with a wrong checksum: reply 26 or 25 with
+// code 11 and no data, and no hook runs.
+TEST_F(Dispatch, ChecksumMismatchGetsCode11AndNoHookCall) {
     SetFunctionCallHandler(RecordingFunctionCall);
-    Bytes f = MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 5)));
-    f[4] ^= 0x01;
-    Deliver(f);
-    Bytes raw = peer.ReadRaw();
-    EXPECT_EQ((Bytes{0xCC, 0xDD, 0x1A, 0x02, 0x0B, 0x00, 0x00, 0x0B, 0x00}), raw);
+    SetPlugDataHandler(RecordingPlugData);
+    struct {
+        Bytes frame;
+        uint8_t replyType;
+    } rows[] = {{MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 5))), 0x1A},
+                {MakeFrame(kKey, 18, {}, PlugBody(2, 2, Text("{}"))), 0x19}};
+    for (auto& r : rows) {
+        r.frame[4] ^= 0x41;
+        Deliver(r.frame);
+        EXPECT_EQ((Bytes{0xCC, 0xDD, r.replyType, 0x02, 0x0B, 0x00, 0x00, 0x0B, 0x00}),
+                  peer.ReadRaw());
+    }
     EXPECT_EQ(0, gHookCalls.load());
 }
 
@@ -197,15 +206,6 @@ TEST_F(Dispatch, LengthFieldBeyondTheBodyIsDropped) {
     ExpectNoReplyBeforeSentinel();
     EXPECT_EQ(0, gHookCalls.load());
     EXPECT_TRUE(log.Contains("length field 200 exceeds the 10 received body bytes"));
-}
-
-TEST_F(Dispatch, PlugDataChecksumMismatchGetsCode11AndNoParser) {
-    SetPlugDataHandler(RecordingPlugData);
-    Bytes f = MakeFrame(kKey, 18, {}, PlugBody(2, 2, Text("{}")));
-    f[4] ^= 0x40;
-    Deliver(f);
-    EXPECT_EQ((Bytes{0xCC, 0xDD, 0x19, 0x02, 0x0B, 0x00, 0x00, 0x0B, 0x00}), peer.ReadRaw());
-    EXPECT_EQ(0, gHookCalls.load());
 }
 
 TEST_F(Dispatch, PlugDataGoesToTheHookAndItsResultIsTheReply) {

@@ -5,12 +5,26 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace testsupport {
+
+// "12 34 2D 00" -> bytes; blanks and line breaks are ignored. Wire vectors in the tests are
+// written this way by hand from the frame and record layouts.
+inline std::vector<uint8_t> Hex(const std::string& hex) {
+    std::vector<uint8_t> out;
+    std::string digits;
+    for (char c : hex)
+        if (c != ' ' && c != '\n') digits += c;
+    for (size_t i = 0; i + 1 < digits.size(); i += 2)
+        out.push_back(static_cast<uint8_t>(std::strtoul(digits.substr(i, 2).c_str(), nullptr, 16)));
+    return out;
+}
 
 // A fresh directory under $TMPDIR (or /tmp), removed with its content on destruction.
 class TempDir {

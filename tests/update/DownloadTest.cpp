@@ -197,7 +197,7 @@ TEST(HttpPrimitivesTest, RequestHeaderAndResponseLines) {
     EXPECT_EQ(HttpReceiveIfConnected(line, sizeof line), 0);
 }
 
-// busybox httpd serves a 5 MB file; the copy's MD5 equals md5sum's of the original.
+// busybox httpd serves a 5 MB file; the copy equals the original.
 TEST_F(DownloadTest, StockServerMultiMegabyteFile) {
     std::mt19937 rng(11);
     std::string big(5 * 1024 * 1024 + 321, '\0');
@@ -216,16 +216,7 @@ TEST_F(DownloadTest, StockServerMultiMegabyteFile) {
         return r == 0;
     })) << log.Text();
 
-    Process md5sum;
-    ASSERT_EQ(md5sum.Start({"md5sum", www.File("plug.bin")}, {ProcessOutput::kPipe, ""}), 0);
-    std::string line;
-    ASSERT_TRUE(md5sum.ReadLine(&line, 200));
-    md5sum.Wait();
-    std::string copy = ReadFile(file);
-    char hex[kMd5HexSize];
-    ASSERT_EQ(Md5Hex(copy.data(), copy.size(), hex), 0);
-    EXPECT_EQ(line.substr(0, 32), hex);
-    EXPECT_EQ(copy.size(), big.size());
+    EXPECT_TRUE(ReadFile(file) == big);  // byte for byte; MD5 itself is PayloadTest's
 }
 
 }  // namespace
