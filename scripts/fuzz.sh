@@ -56,9 +56,16 @@ section=$(mktemp)
     echo "| --- | --- | --- | --- | --- |"
     printf '%s' "$rows"
     echo
-    echo "The target is at least 10 million executions per parser with no crash and no hang:"
-    echo "\`scripts/fuzz.sh 3600\` (about an hour per harness; the slowest harness, http_header,"
-    echo "needs longer: run its binary alone with \`-runs=10000000\`)."
+    echo "The target is at least 10 million executions per parser with no crash and no hang. The"
+    echo "figures above come from a short run and do not reach it; the full run is, per harness:"
+    echo
+    echo "    for h in build/fuzz/tests/fuzz/fuzz_*; do n=\${h##*/fuzz_}; mkdir -p build/fuzz/runs/\$n"
+    echo "      \$h -runs=10000000 -rss_limit_mb=1024 -timeout=10 build/fuzz/runs/\$n tests/fuzz/corpus/\$n"
+    echo "    done"
+    echo
+    echo "At the rates above the slower harnesses (config, functions, http_header) need hours each."
+    echo "A crash, leak or time-out is written to build/fuzz/crashes/ by scripts/fuzz.sh; its input"
+    echo "goes into the harness's corpus with the fix."
 } >"$section"
 # Replace the Fuzzing section (up to the next "## " heading) or append it.
 awk -v sec="$section" '
