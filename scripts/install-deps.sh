@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(build-essential cmake pkg-config libssl-dev libcjson-dev libgtest-dev libmbedtls-dev
-          libnss-wrapper openssl procps iputils-ping iproute2 iptables busybox shellcheck "$@")
+          libnss-wrapper openssl procps iputils-ping iproute2 iptables busybox shellcheck
+          clang libclang-rt-14-dev "$@")
 
 missing=()
 for p in "${packages[@]}"; do

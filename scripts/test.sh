@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs the whole test suite: the plain build, the build with
 # AddressSanitizer + UndefinedBehaviorSanitizer, the build with ThreadSanitizer, the mbedTLS
-# crypto build, the big-endian (s390x, under qemu-user) build and the packaging checks.
+# crypto build, the libFuzzer harnesses (a few seconds each), the big-endian (s390x, under
+# qemu-user) build and the packaging checks.
 # Any failing test or sanitizer report fails the run: a test that fails once is a fault to fix,
 # never rerun.
 set -euo pipefail
@@ -32,11 +33,27 @@ stage() {
     fi
 }
 
+# The libFuzzer harnesses (clang): each replays its corpus and fuzzes for a few seconds; any crash,
+# leak, hang or sanitizer report fails the stage.
+fuzz_stage() {
+    echo "=== fuzz: configure and build"
+    cmake --preset fuzz >/dev/null
+    cmake --build build/fuzz -j"$jobs"
+    echo "=== fuzz: harnesses"
+    ctest --test-dir build/fuzz -L fuzz -j"$jobs" --timeout 120 2>&1 | tee build/fuzz/ctest.log
+    if grep -qE 'ERROR: (Address|Leak)Sanitizer|runtime error:|ERROR: libFuzzer' \
+        build/fuzz/ctest.log; then
+        echo "=== fuzz: report in build/fuzz/ctest.log" >&2
+        exit 1
+    fi
+}
+
 start=$(date +%s)
 stage debug
 stage asan
 stage tsan
 stage mbedtls
+fuzz_stage
 for extra in scripts/cross-test.sh scripts/check-packaging.sh; do
     if [ -x "$extra" ]; then
         echo "=== ${extra}"
