@@ -22,6 +22,7 @@
 
 #include "core/Clock.h"
 #include "core/Log.h"
+#include "core/SendAll.h"
 #include "core/Thread.h"
 #include "core/UniqueFd.h"
 #include "core/Status.h"
@@ -248,10 +249,17 @@ int ServerInit(const char* address, int port) {
 
 int SendFrame(const uint8_t* frame, size_t len) {
     if (!frame || len < 1 || len > kFrameBufSize) return -1;
-    std::lock_guard<std::mutex> g(gLink.mu);
-    if (!gLink.sock.valid()) return -1;
-    ssize_t n = send(gLink.sock.get(), frame, len, MSG_NOSIGNAL);
-    return n == static_cast<ssize_t>(len) ? 0 : -1;
+    {
+        // The lock is held for the whole frame, so frames of different threads never mix.
+        std::lock_guard<std::mutex> g(gLink.mu);
+        if (!gLink.sock.valid()) return -1;
+        if (SendAll(gLink.sock.get(), frame, len, kSendWholeTimeoutMs) == 0) return 0;
+        // A cut frame may only be the last bytes the platform reads: close at once.
+        LOGE("send of a %zu-byte frame failed or timed out: link closed", len);
+        gLink.sock.reset();
+    }
+    PlatformSession().LinkLost([] { WritePlugStatus(kStatusSessionEnded); });
+    return -1;
 }
 
 void DeleteServer() {
