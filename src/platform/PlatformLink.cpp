@@ -128,7 +128,8 @@ void ServerRecv() {
     int recvErrors = 0;
     RecvQueue& queue = GetRecvQueue();
     while (gLink.recvRun == 1) {
-        // Only this thread closes the socket while it runs (DeleteServer joins it first).
+        // DeleteServer joins this thread before closing; SendFrame may close it after a failed
+        // send, then the next pass sees -1 (recv re-reads the socket under the lock).
         int fd = SocketFd();
         if (fd < 0) break;
         Wait w = PollReadable(fd);
@@ -194,7 +195,7 @@ int SocketInit(const char* address, int port) {
         return -1;  // fd closes itself
     }
     LOGD("connected.");
-    // Every frame is written whole in one send; without this a reply that follows another
+    // Frames are written with no delay; without this a reply that follows another
     // (an answer, then "parser error") waits for the peer's delayed acknowledgement.
     if (setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one) != 0)
         LOGE("setsockopt(TCP_NODELAY) Failed!");
