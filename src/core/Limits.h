@@ -64,6 +64,9 @@ constexpr size_t kOptBufSize = 1024;       // RespProc option buffer
 // exceeds this is dropped whole (logged) and the session goes on.
 constexpr size_t kRespDataBufSize = 8192;
 constexpr size_t kSockSndBuf = 16384;
+// A frame to the platform or the companion is written whole within this time (agent time);
+// a peer that takes no bytes for longer ends the link.
+constexpr long kSendWholeTimeoutMs = 5000;
 constexpr long kRecvSelectMs = 500;
 constexpr int kMaxSelectErrors = 4;
 constexpr int kMaxRecvErrors = 4;

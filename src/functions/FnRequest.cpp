@@ -52,3 +52,9 @@ size_t FnCutCount(const char* sdkName, size_t reported, size_t capacity) {
     LOGE("%s reported %zu records, keeping %zu", sdkName, reported, capacity);
     return capacity;
 }
+
+void FnFixedText(char* field, size_t size, const uint8_t* p) {
+    if (size == 0) return;
+    memcpy(field, p, size - 1);
+    field[size - 1] = '\0';
+}

@@ -26,6 +26,11 @@ inline const uint8_t* FnParam(const FnCall& call, size_t off) {
 // "ERROR: function %d text parameter invalid!" and answers code 1, and returns nullptr.
 const char* FnParamText(FnCall& call, size_t off, size_t maxLen);
 
+// Copies a fixed text field of `size` bytes from a request record into the SDK record's field
+// of the same size and puts a NUL in its last byte: a text that fills the field is cut by one
+// character, so the router SDK reading it as a C string stops inside the field.
+void FnFixedText(char* field, size_t size, const uint8_t* p);
+
 // Starts an answer of `len` bytes (header echoed, result code 0, data zeroed) and returns the
 // answer buffer; data is written from byte 6.
 uint8_t* FnAnswerBegin(FnCall& call, size_t len);

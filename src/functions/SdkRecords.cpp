@@ -3,11 +3,14 @@
 #include <cstring>
 
 #include "core/ByteOrder.h"
+#include "functions/FnRequest.h"
 
 // Texts and byte arrays are copied as the SDK filled them; the array members of the packed
 // records have byte alignment, so copying them is safe.
 #define COPY_OUT(p, off, field) memcpy((p) + (off), (field), sizeof(field))
 #define COPY_IN(field, p, off) memcpy((field), (p) + (off), sizeof(field))
+// Texts from a request end inside their field, whatever the request held.
+#define TEXT_IN(field, p, off) FnFixedText((field), sizeof(field), (p) + (off))
 
 void PutWanCfg(uint8_t* p, const WanCfg& w) {
     PutField16(p + 0, w.index);
@@ -35,11 +38,11 @@ void GetWanCfg(const uint8_t* p, WanCfg* w) {
     w->vlanId = GetField16(p + 3);
     w->mtu = GetField16(p + 5);
     w->connType = p[7];
-    COPY_IN(w->name, p, 8);
-    COPY_IN(w->pppoeUser, p, 40);
-    COPY_IN(w->pppoePassword, p, 104);
+    TEXT_IN(w->name, p, 8);
+    TEXT_IN(w->pppoeUser, p, 40);
+    TEXT_IN(w->pppoePassword, p, 104);
     COPY_IN(w->mac, p, 168);
-    COPY_IN(w->serviceName, p, 174);
+    TEXT_IN(w->serviceName, p, 174);
     w->ip = GetIpv4(p + 205);
     w->mask = GetIpv4(p + 209);
     w->gateway = GetIpv4(p + 213);
@@ -68,8 +71,8 @@ void PutSsidCfg(uint8_t* p, const SsidCfg& s) {
 
 void GetSsidCfg(const uint8_t* p, SsidCfg* s) {
     s->index = GetField16(p + 0);
-    COPY_IN(s->ssid, p, 2);
-    COPY_IN(s->password, p, 35);
+    TEXT_IN(s->ssid, p, 2);
+    TEXT_IN(s->password, p, 35);
     s->encrypt = p[100];
     s->auth = p[101];
     s->hidden = p[102];
@@ -98,7 +101,7 @@ void PutDevCfg(uint8_t* p, const DevCfg& d) {
 
 void GetDevCfg(const uint8_t* p, DevCfg* d) {
     COPY_IN(d->mac, p, 0);
-    COPY_IN(d->name, p, 6);
+    TEXT_IN(d->name, p, 6);
     d->connType = p[22];
     d->band = p[23];
     d->mode = p[24];

@@ -20,6 +20,7 @@
 #include "core/Clock.h"
 #include "core/Limits.h"
 #include "core/Log.h"
+#include "core/SendAll.h"
 #include "core/Paths.h"
 #include "core/Thread.h"
 #include "core/UniqueFd.h"
@@ -316,15 +317,18 @@ void CommServerStop() {
 int CommServerSend(const uint8_t* buf, size_t len) {
     int fd = InstanceSocket.load();
     if (fd < 0) return -1;  // descriptor 0 is a companion too (standard input may be closed)
-    ssize_t n = send(fd, buf, len, MSG_NOSIGNAL);
-    if (n < 0) {
-        LOGE("please reconnect server");
-        return -1;
-    }
-    if (n == 0) {
+    if (!buf || len == 0) {
         LOGE("send count is 0");
         return 0;
     }
+    if (SendAll(fd, buf, len, limits::kSendWholeTimeoutMs) != 0) {
+        // A cut frame may only be the last bytes the companion reads: the connection is shut
+        // down at once, its client thread sees the end and closes it.
+        LOGE("please reconnect server");
+        shutdown(fd, SHUT_RDWR);
+        InstanceSocket.store(-1);
+        return -1;
+    }
     LOGD("send success");
-    return static_cast<int>(n);
+    return static_cast<int>(len);
 }

@@ -20,8 +20,9 @@ int CommServerStart();
 // Stops every thread the server started (accept, release, client and frame handler), closes
 // and removes the socket and frees the queue, so that the server can be started again.
 void CommServerStop();
-// Sends the whole buffer to the companion: bytes sent, 0 when nothing was sent, -1 on failure or
-// without a companion. Called with the send lock held (CommSendCmd).
+// Sends the whole buffer to the companion, waiting while its socket is full (at most
+// kSendWholeTimeoutMs): `len`, 0 for an empty buffer, -1 without a companion or when the whole
+// buffer could not be sent (the connection is then shut down). Called with the send lock held.
 int CommServerSend(const uint8_t* buf, size_t len);
 // Function-40 frames (the companion's sub-device list) go to this handler, installed once by the
 // executable; nullptr restores the default, which logs and drops the list.

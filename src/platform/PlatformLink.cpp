@@ -22,6 +22,7 @@
 
 #include "core/Clock.h"
 #include "core/Log.h"
+#include "core/SendAll.h"
 #include "core/Thread.h"
 #include "core/UniqueFd.h"
 #include "core/Status.h"
@@ -127,7 +128,8 @@ void ServerRecv() {
     int recvErrors = 0;
     RecvQueue& queue = GetRecvQueue();
     while (gLink.recvRun == 1) {
-        // Only this thread closes the socket while it runs (DeleteServer joins it first).
+        // DeleteServer joins this thread before closing; SendFrame may close it after a failed
+        // send, then the next pass sees -1 (recv re-reads the socket under the lock).
         int fd = SocketFd();
         if (fd < 0) break;
         Wait w = PollReadable(fd);
@@ -193,7 +195,7 @@ int SocketInit(const char* address, int port) {
         return -1;  // fd closes itself
     }
     LOGD("connected.");
-    // Every frame is written whole in one send; without this a reply that follows another
+    // Frames are written with no delay; without this a reply that follows another
     // (an answer, then "parser error") waits for the peer's delayed acknowledgement.
     if (setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one) != 0)
         LOGE("setsockopt(TCP_NODELAY) Failed!");
@@ -248,10 +250,17 @@ int ServerInit(const char* address, int port) {
 
 int SendFrame(const uint8_t* frame, size_t len) {
     if (!frame || len < 1 || len > kFrameBufSize) return -1;
-    std::lock_guard<std::mutex> g(gLink.mu);
-    if (!gLink.sock.valid()) return -1;
-    ssize_t n = send(gLink.sock.get(), frame, len, MSG_NOSIGNAL);
-    return n == static_cast<ssize_t>(len) ? 0 : -1;
+    {
+        // The lock is held for the whole frame, so frames of different threads never mix.
+        std::lock_guard<std::mutex> g(gLink.mu);
+        if (!gLink.sock.valid()) return -1;
+        if (SendAll(gLink.sock.get(), frame, len, kSendWholeTimeoutMs) == 0) return 0;
+        // A cut frame may only be the last bytes the platform reads: close at once.
+        LOGE("send of a %zu-byte frame failed or timed out: link closed", len);
+        gLink.sock.reset();
+    }
+    PlatformSession().LinkLost([] { WritePlugStatus(kStatusSessionEnded); });
+    return -1;
 }
 
 void DeleteServer() {

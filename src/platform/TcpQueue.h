@@ -23,14 +23,16 @@ struct QueuedFrame {
 class RecvQueue {
 public:
     RecvQueue();
-    // Appends `count` bytes: 0, or -1 (DEBUG "over flow") when they do not fit; nothing is kept
-    // then. Wakes a waiting reader.
+    // Appends `count` bytes and wakes a waiting reader; -1 only for a null pointer. Bytes that
+    // cannot start a frame are discarded at once (a last 0xCC is kept, it may begin a magic),
+    // and a header whose DataLen exceeds the data buffer is dropped (ERROR) as soon as its 7
+    // bytes are in, without waiting for its body. A queue full anyway drops its oldest bytes
+    // (ERROR), never the new ones.
     int push(const uint8_t* bytes, size_t count);
-    // Takes out the first complete frame after the first magic, with any bytes before it.
+    // Takes out the first complete frame.
     //  0: a frame in *out; *first16 receives the data block's first two bytes (little-endian,
     //     signed) when it has a data block, and is left alone otherwise.
-    // -1: no complete frame yet (or no magic); the bytes stay.
-    // -2: a complete frame whose data block is larger than the data buffer: removed, logged.
+    // -1: no complete frame yet; the bytes stay.
     int pop(QueuedFrame* out, int16_t* first16);
     // Empties the queue (mOffset back to 0).
     void Reset();
@@ -43,8 +45,12 @@ public:
 private:
     std::mutex mu_;
     std::condition_variable cv_;
+    // Drops junk and oversized headers behind the checked whole frames (lock held).
+    void Compact();
+
     std::unique_ptr<uint8_t[]> mData;
     size_t mOffset = 0;
+    size_t mChecked = 0;   // leading bytes that are whole frames with valid lengths
     uint64_t pushes_ = 0;  // counts pushes, so a push between pop and wait is never missed
     uint64_t seen_ = 0;
 };

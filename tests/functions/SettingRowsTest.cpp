@@ -2,7 +2,11 @@
 // log) and what changed in the router's state file.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <string>
+
 #include "FnTestSupport.h"
+#include "functions/SdkRecords.h"
 #include "lan/Subdev.h"
 
 namespace {
@@ -121,6 +125,33 @@ TEST(SettingRows, SsidRecordIsReadFieldByField) {
     EXPECT_EQ("Guest2", StateText(state.get(), "ssids.1.ssid"));
     EXPECT_EQ(200, StateNumber(state.get(), "ssids.1.beacon_interval"));
     EXPECT_EQ("192.168.2.1", StateText(state.get(), "ssids.1.guest_ip"));
+}
+
+// Fixed text fields that the request fills to the last byte without a terminator reach the SDK
+// cut by one character and terminated inside the field.
+TEST(SettingRows, UnterminatedFixedTextsReachTheSdkCutAndTerminated) {
+    struct Case {
+        const char* field;
+        size_t off;
+        size_t size;
+        char fill;
+    } cases[] = {{"ssid", 2, 33, 'S'}, {"password", 35, 65, 'P'}};
+    fntest::SimRouter router;
+    Image record(120);
+    record.At(0, Hex("01 00"));
+    for (const Case& c : cases)
+        record.Text(c.off, std::string(c.size, c.fill));
+    EXPECT_EQ(Status(17), fntest::Call(Request(17, record.bytes)).bytes);
+    fntest::JsonPtr state = router.State();
+    for (const Case& c : cases)
+        EXPECT_EQ(std::string(c.size - 1, c.fill),
+                  StateText(state.get(), std::string("ssids.1.") + c.field))
+            << c.field;
+    // Function 32's device name: the record the SDK gets ends inside its 16-byte field.
+    DevCfg dev;
+    memset(&dev, 0x7F, sizeof dev);
+    GetDevCfg(Image(34).Text(6, std::string(16, 'N')).bytes.data(), &dev);
+    EXPECT_EQ(std::string(15, 'N'), std::string(dev.name));
 }
 
 TEST(SettingRows, DeviceAccessControlRecord) {

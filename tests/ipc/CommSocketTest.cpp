@@ -3,6 +3,7 @@
 
 #include "CommServerFixture.h"
 #include "ipc/ComF.h"
+#include "ipc/CommInternal.h"
 
 using testsupport::LogCapture;
 
@@ -155,6 +156,23 @@ TEST_F(CommServerTest, CompanionOnDescriptorZeroIsServed) {
     EXPECT_EQ(sent.size(), 15u);
     EXPECT_EQ(ret, 0u);
     EXPECT_EQ(value, 1);
+}
+
+// A companion that stops reading: a frame is sent whole or the connection is shut down right
+// after its cut prefix, never followed by more bytes.
+TEST_F(CommServerTest, FrameToACompanionThatStopsReadingIsWholeOrTheLast) {
+    Accelerate(20.0);
+    RawCompanion c;
+    ASSERT_TRUE(Attach(c));
+    Bytes big(4 << 20, 0x5A);  // far more than any socket buffer
+    {
+        std::lock_guard<std::mutex> g(CommSendMutex);  // as every sender holds it
+        EXPECT_EQ(-1, CommServerSend(big.data(), big.size()));
+        EXPECT_EQ(-1, CommServerSend(big.data(), 1));  // the connection is gone: nothing goes
+    }
+    Bytes got = c.Read(big.size());
+    EXPECT_LT(got.size(), big.size());
+    EXPECT_TRUE(c.ClosedByPeer());
 }
 
 TEST_F(CommServerTest, ThousandConnectionsLeaveNothingBehind) {

@@ -73,6 +73,24 @@ bool FakePeer::Send(const Bytes& bytes) {
                                static_cast<ssize_t>(bytes.size());
 }
 
+void FakePeer::SetRecvBuf(int bytes) {
+    setsockopt(listenFd_, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+}
+
+bool FakePeer::ReadToEnd(Bytes* out, int timeoutMs) {
+    out->swap(pending_);
+    pending_.clear();
+    for (;;) {
+        struct pollfd p = {connFd_, POLLIN, 0};
+        if (connFd_ < 0 || poll(&p, 1, timeoutMs) != 1) return false;
+        uint8_t buf[4096];
+        ssize_t n = recv(connFd_, buf, sizeof buf, 0);
+        if (n == 0) return true;
+        if (n < 0) return false;
+        out->insert(out->end(), buf, buf + n);
+    }
+}
+
 void FakePeer::CloseConn() {
     if (connFd_ >= 0) close(connFd_);
     connFd_ = -1;

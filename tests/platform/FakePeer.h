@@ -26,6 +26,10 @@ public:
     // Reads and decodes one frame with `key`. False on time-out.
     bool Read(const char* key, DecodedFrame* f, int timeoutMs = 5000);
     bool Send(const Bytes& bytes);
+    // Shrinks the receive buffer of the connections accepted from now on.
+    void SetRecvBuf(int bytes);
+    // Reads every byte until the agent closes (true) or nothing comes for timeoutMs (false).
+    bool ReadToEnd(Bytes* out, int timeoutMs = 5000);
     void CloseConn();
     void CloseListener();
 

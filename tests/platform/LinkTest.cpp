@@ -14,6 +14,7 @@
 #include "LinkFixture.h"
 #include "core/ByteOrder.h"
 #include "core/Limits.h"
+#include "core/Thread.h"
 #include "platform/TcpQueue.h"
 
 namespace {
@@ -67,6 +68,44 @@ TEST_F(Link, SendFrameBounds) {
     buf[6] = static_cast<uint8_t>((limits::kFrameBufSize - 7) >> 8);
     EXPECT_EQ(0, SendFrame(buf, limits::kFrameBufSize));
     EXPECT_EQ(limits::kFrameBufSize, peer.ReadRaw().size());
+}
+
+// A platform that shrinks its receive window and stops reading while many replies are sent:
+// each reply arrives whole, in order, or the link ends; a cut reply is only ever the last bytes
+// before the close.
+TEST_F(Link, SlowReaderGetsWholeRepliesOrTheLinkEnds) {
+    constexpr int kFrames = 200;
+    constexpr size_t kLen = 1000;
+    peer.SetRecvBuf(2048);
+    Connect();
+    std::atomic<int> sent{0};
+    std::thread sender;
+    ASSERT_TRUE(StartNamedThread(&sender, "test-send", [&sent] {
+        for (int i = 0; i < kFrames; ++i) {
+            Bytes f(kLen, static_cast<uint8_t>(i));
+            FrameHeader h;
+            h.msgType = 0x14;
+            h.dataLen = static_cast<uint16_t>(kLen - kFrameHeaderLen);
+            PutFrameHeader(f.data(), h);
+            if (SendFrame(f.data(), f.size()) != 0) return;
+            ++sent;
+        }
+    }));
+    sender.join();  // the peer reads nothing until the agent sent all or gave up
+    Bytes got;
+    bool closed = peer.ReadToEnd(&got);
+    size_t whole = got.size() / kLen;
+    ASSERT_EQ(static_cast<size_t>(sent.load()), whole);
+    for (size_t i = 0; i < got.size(); ++i)
+        ASSERT_EQ(i % kLen < kFrameHeaderLen ? got[i] : static_cast<uint8_t>(i / kLen), got[i])
+            << i;
+    if (sent.load() < kFrames) {
+        EXPECT_TRUE(closed);  // whatever follows the last whole reply is a cut one, then the end
+        EXPECT_TRUE(log.Contains("link closed"));
+        EXPECT_EQ("103\n", Status());
+    } else {
+        EXPECT_EQ(0u, got.size() % kLen);
+    }
 }
 
 TEST_F(Link, HeartbeatAtTime01020304) {

@@ -61,21 +61,24 @@ TEST_F(QueueTest, TwoFramesInOnePushComeOutInTwoPops) {
     EXPECT_EQ(-1, Pop());
 }
 
-TEST_F(QueueTest, JunkBeforeMagicGoesWithTheNextCompleteFrame) {
+TEST_F(QueueTest, JunkIsDroppedAsItArrivesKeepingALastMagicByte) {
     Bytes junk = {0x01, 0xDD, 0xCC, 0x02, 0xCC};
     ASSERT_EQ(0, Push(junk));
     EXPECT_EQ(-1, Pop());
-    EXPECT_EQ(5u, q.Held());  // no magic: the bytes stay
+    EXPECT_EQ(1u, q.Held());  // only the last 0xCC may begin a magic
     ASSERT_EQ(0, Push(kAck));
     ASSERT_EQ(0, Pop());
     EXPECT_EQ(2, f->header.msgType);
     EXPECT_EQ(0u, q.Held());
 }
 
-TEST_F(QueueTest, MagicInTheLastTwoBytesIsNotSearched) {
+TEST_F(QueueTest, MagicInTheLastTwoBytesIsKeptAsAFrameStart) {
     ASSERT_EQ(0, Push({0x00, 0x00, 0xCC, 0xDD}));
     EXPECT_EQ(-1, Pop());
-    EXPECT_EQ(4u, q.Held());
+    EXPECT_EQ(2u, q.Held());
+    ASSERT_EQ(0, Push({0x02, 0x00, 0x00, 0x00, 0x00}));
+    ASSERT_EQ(0, Pop());
+    EXPECT_EQ(2, f->header.msgType);
 }
 
 TEST_F(QueueTest, FewerThanFourBytesOrAShortHeaderIsNoFrame) {
@@ -97,35 +100,58 @@ TEST_F(QueueTest, First16IsLeftAloneForAFrameWithoutDataBlock) {
     EXPECT_EQ(-1, first16);
 }
 
-TEST_F(QueueTest, OverflowDropsTheNewestBytes) {
-    testsupport::LogCapture log;
-    Bytes big(limits::kRecvQueueSize, 0x00);
-    ASSERT_EQ(0, Push(big));
-    EXPECT_EQ(-1, q.push(big.data(), 1));
-    EXPECT_TRUE(log.Contains("over flow"));
-    EXPECT_EQ(limits::kRecvQueueSize, q.Held());
-    q.Reset();
-    EXPECT_EQ(0u, q.Held());
-    EXPECT_EQ(0, Push(kAck));
+// Inputs that used to leave the queue deaf: each is followed by a heartbeat answer, which must
+// come out at once.
+TEST_F(QueueTest, BadInputNeverHidesTheNextFrame) {
+    const size_t over = limits::kRespDataBufSize + 1;
+    Bytes bodyless = {0xCC, 0xDD, 0x14, 0xFF, 0x00, 0xFF, 0xFF};
+    Bytes overMagic = {0xCC,
+                       0xDD,
+                       0x14,
+                       0x00,
+                       0x00,
+                       static_cast<uint8_t>(over & 0xFF),
+                       static_cast<uint8_t>(over >> 8)};
+    overMagic.resize(overMagic.size() + over, 0xCC);  // full of magic bytes, to tempt a resync
+    struct Case {
+        const char* name;
+        Bytes input;
+        const char* log;
+    } cases[] = {
+        {"header without body, OptLen 255 DataLen 65535", bodyless,
+         "datalen 65535 exceeds the 8192-byte data buffer"},
+        {"oversized frame with its body", overMagic, "exceeds the 8192-byte data buffer"},
+        {"a full queue of bytes without magic", Bytes(limits::kRecvQueueSize, 0x5A), nullptr},
+    };
+    for (const Case& c : cases) {
+        testsupport::LogCapture log;
+        q.Reset();
+        ASSERT_EQ(0, Push(c.input)) << c.name;
+        ASSERT_EQ(0, Push(kAck)) << c.name;
+        ASSERT_EQ(0, Pop()) << c.name;
+        EXPECT_EQ(2, f->header.msgType) << c.name;
+        EXPECT_EQ(-1, Pop()) << c.name;
+        if (c.log) {
+            EXPECT_TRUE(log.Contains(c.log)) << c.name;
+        }
+    }
 }
 
-TEST_F(QueueTest, DataBlockLargerThanTheBufferIsDroppedWholeAndTheNextFrameComes) {
+TEST_F(QueueTest, FullQueueDropsTheOldestBytesAndKeepsTheNewFrame) {
     testsupport::LogCapture log;
-    size_t dataLen = limits::kRespDataBufSize + 1;
-    Bytes big = {0xCC,
-                 0xDD,
-                 0x14,
-                 0x00,
-                 0x00,
-                 static_cast<uint8_t>(dataLen & 0xFF),
-                 static_cast<uint8_t>(dataLen >> 8)};
-    big.resize(big.size() + dataLen, 0xCC);  // full of magic bytes, to tempt a resync
-    ASSERT_EQ(0, Push(big));
-    ASSERT_EQ(0, Push(kAck));
-    EXPECT_EQ(-2, Pop());
-    EXPECT_TRUE(log.Contains("exceeds the 8192-byte data buffer"));
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(2, f->header.msgType);
+    Bytes ack(kAck);
+    // Whole frames nobody pops fill the queue; the next push still gets in.
+    while (q.Held() + ack.size() <= limits::kRecvQueueSize)
+        ASSERT_EQ(0, Push(ack));
+    Bytes marked = DataFrame(0x01, 0x02);
+    ASSERT_EQ(0, Push(marked));
+    EXPECT_TRUE(log.Contains("receive queue full"));
+    EXPECT_LE(q.Held(), limits::kRecvQueueSize);
+    int last = 0;
+    while (Pop() == 0)
+        last = f->header.msgType;
+    EXPECT_EQ(20, last);
+    EXPECT_EQ(0x0201, first16);
 }
 
 TEST_F(QueueTest, LargestAcceptedDataBlockIsCopiedWhole) {
