@@ -51,7 +51,9 @@ struct Link {
     int state = 0;
 } gLink;
 FrameQueue gFrames;  // cut by the receive thread, handled by the response thread
-UniqueFd gRecvStop;  // eventfd written by DeleteServer to end the receive thread's wait
+// eventfd written by DeleteServer to end the receive thread's wait. Created once and never closed,
+// so that no static destructor at exit closes it under a running receive thread.
+std::atomic<int> gRecvStop{-1};
 
 void CloseSocketLocked() {
     std::lock_guard<std::mutex> g(gLink.mu);
@@ -91,7 +93,7 @@ enum class Wait { kReadable, kTimeout, kFailed, kOther };
 // Waits for the socket or the stop descriptor. A time-out would only wait again, so the wait has
 // none: DeleteServer writes the stop descriptor, and an idle session costs no wake-ups.
 Wait PollReadable(int fd) {
-    struct pollfd s[2] = {{fd, POLLIN, 0}, {gRecvStop.get(), POLLIN, 0}};
+    struct pollfd s[2] = {{fd, POLLIN, 0}, {gRecvStop.load(), POLLIN, 0}};
     int n = poll(s, 2, -1);
     if (n < 0) return errno == EINTR ? Wait::kTimeout : Wait::kFailed;
     if (n == 0 || (s[1].revents & POLLIN)) return Wait::kTimeout;  // the caller checks its flag
@@ -239,12 +241,12 @@ int ServerInit(const char* address, int port) {
         return -1;
     }
     gLink.state = 1;
-    if (!gRecvStop.valid()) gRecvStop.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (gRecvStop.load() < 0) gRecvStop.store(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     uint64_t pending = 0;  // drop a stop written for the previous connection
-    while (gRecvStop.valid() && read(gRecvStop.get(), &pending, sizeof pending) > 0)
+    while (gRecvStop.load() >= 0 && read(gRecvStop.load(), &pending, sizeof pending) > 0)
         pending = 0;
     gLink.recvRun = 1;
-    if (!gRecvStop.valid() || !StartNamedThread(&gLink.recv, "plug-recv", ServerRecv)) {
+    if (gRecvStop.load() < 0 || !StartNamedThread(&gLink.recv, "plug-recv", ServerRecv)) {
         LOGE("Create receive thread error.");
         return -1;
     }
@@ -266,7 +268,7 @@ void DeleteServer() {
     gLink.recvRun = 0;
     gFrames.Wake();
     uint64_t one = 1;
-    if (gRecvStop.valid() && write(gRecvStop.get(), &one, sizeof one) != sizeof one)
+    if (gRecvStop.load() >= 0 && write(gRecvStop.load(), &one, sizeof one) != sizeof one)
         LOGE("wake receive thread failed");
     SleepMs(kDeleteServerSettleMs);
     JoinConnThreads();

@@ -173,7 +173,7 @@ TEST(SessionE2e, ForcedDisconnectExitsWithStatus005) {
     sim->Disconnect();
     int status = -1;
     ASSERT_TRUE(agent.WaitExit(10000, &status));
-    EXPECT_EQ(status, 255);
+    EXPECT_EQ(status, 255) << agent.Log();
     EXPECT_EQ(agent.Status(), "005\n");
     EXPECT_TRUE(agent.WaitLog("force disconnect exit !!!!!", 1000));
 }
