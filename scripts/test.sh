@@ -48,8 +48,20 @@ fuzz_stage() {
     fi
 }
 
+# Each bench program in a short run from the debug build: it must still work and print its
+# figures; no timing threshold fails CI (scripts/bench.sh runs the full measurements).
+bench_smoke() {
+    echo "=== bench: short runs"
+    local b=build/debug/bench
+    "$b/footprint/footprint_bench" 3 50
+    "$b/platsim/platform_rtt_bench" 200
+    "$b/ipc/ipc_roundtrip" 200
+    "$b/update/download_bench" 1 1
+}
+
 start=$(date +%s)
 stage debug
+bench_smoke
 stage asan
 stage tsan
 stage mbedtls

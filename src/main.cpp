@@ -1,4 +1,6 @@
 // The agent executable: wires the real modules into the entry and the supervision loop.
+#include <malloc.h>
+
 #include "core/Clock.h"
 #include "core/Globals.h"
 #include "core/Paths.h"
@@ -16,6 +18,11 @@
 #include "update/PlugUpdate.h"
 
 int main(int argc, char** argv) {
+#ifdef M_ARENA_MAX
+    // One malloc arena for all threads: the agent's threads allocate little and rarely, and a
+    // per-thread arena would keep its own private heap pages resident.
+    mallopt(M_ARENA_MAX, 1);
+#endif
     ClockInitFromEnv();
     PathsInitFromEnv();
     SetFunctionCallHandler(ParserProtoolData);

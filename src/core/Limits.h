@@ -67,12 +67,13 @@ constexpr size_t kSockSndBuf = 16384;
 // A frame to the platform or the companion is written whole within this time (agent time);
 // a peer that takes no bytes for longer ends the link.
 constexpr long kSendWholeTimeoutMs = 5000;
-constexpr long kRecvSelectMs = 500;
 constexpr int kMaxSelectErrors = 4;
 constexpr int kMaxRecvErrors = 4;
 constexpr int kMaxZeroReads = 300;
 constexpr long kZeroReadSleepMs = 10;
-constexpr long kRespIdleMs = 1000;  // RespProc waits at most this long for a frame
+// Longest wait for work or a stop that always comes with a notify (frames, companion requests,
+// a finished companion thread): such a wait only needs a bound in case a notify were ever lost.
+constexpr long kEventWaitBoundMs = 600000;
 constexpr long kDeleteServerSettleMs = 1000;
 constexpr long kRegisterWaitSec = 10;
 constexpr long kLoginWaitSec = 10;
@@ -136,11 +137,9 @@ constexpr size_t kCommRespMaxLen = 4000;  // largest response kept in rxData
 constexpr int kCommWaitTicks = 200;       // 10 s answer wait
 constexpr int kCommLongWaitTicks = 1200;  // 60 s for the neighbouring Wi-Fi list
 constexpr int kCommListenBacklog = 3;
-constexpr long kCommReadyWaitMs = 100;     // client thread readiness wait
 constexpr int kCommMaxWaitErrors = 5;      // consecutive failed waits tolerated
 constexpr int kCommMaxReadErrors = 5;      // consecutive failed reads tolerated
 constexpr long kCommRefusePauseMs = 5000;  // accept pause after a refused second companion
-constexpr long kCommIdleWaitMs = 1000;     // upper bound of an idle wait that wakes on its event
 constexpr int kCommRQMinSlots = 3;
 constexpr int kCommRQMaxSlots = 50;
 constexpr int kCommRQMaxSlotSize = 9000;

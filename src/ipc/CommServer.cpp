@@ -172,7 +172,8 @@ void ClientLoop(int fd) {
     int readErrors = 0;
     pollfd p[2] = {{fd, POLLIN, 0}, {gStopFd.get(), POLLIN, 0}};
     while (CommRun.load() == 1) {
-        int r = poll(p, 2, static_cast<int>(GetClock().RealTimeoutMs(limits::kCommReadyWaitMs)));
+        // No time-out: a stop writes the stop descriptor, so an idle companion costs no wake-ups.
+        int r = poll(p, 2, -1);
         if (r < 0) {
             if (++waitErrors > limits::kCommMaxWaitErrors) {
                 LOGD("Error. socket err.");
@@ -217,7 +218,7 @@ void CommReleaseProc() {
         std::thread client;
         {
             std::unique_lock<std::mutex> lk(gInstanceMu);
-            GetClock().WaitFor(gInstanceCv, lk, limits::kCommIdleWaitMs, [] {
+            GetClock().WaitFor(gInstanceCv, lk, limits::kEventWaitBoundMs, [] {
                 return CommRun.load() == 0 ||
                        (InstanceState.load() == 1 && CommClientThread.joinable());
             });
@@ -254,7 +255,7 @@ void CommNotifyQueue() {
 
 void CommWaitQueue() {
     std::unique_lock<std::mutex> lk(gQueueMu);
-    GetClock().WaitFor(gQueueCv, lk, limits::kCommIdleWaitMs,
+    GetClock().WaitFor(gQueueCv, lk, limits::kEventWaitBoundMs,
                        [] { return CommRun.load() == 0 || CommRQIsEmpty(&CommRequestQueue) == 0; });
 }
 

@@ -6,6 +6,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -51,6 +52,9 @@ struct Link {
     int state = 0;
 } gLink;
 FrameQueue gFrames;  // cut by the receive thread, handled by the response thread
+// eventfd written by DeleteServer to end the receive thread's wait. Created once and never closed,
+// so that no static destructor at exit closes it under a running receive thread.
+std::atomic<int> gRecvStop{-1};
 
 void CloseSocketLocked() {
     std::lock_guard<std::mutex> g(gLink.mu);
@@ -61,7 +65,7 @@ void RespProc() {
     std::unique_ptr<QueuedFrame> frame(new QueuedFrame);
     int16_t first16 = 0;
     while (gLink.respRun == 1) {
-        if (gFrames.Pop(frame.get(), &first16, kRespIdleMs, gLink.respRun) != 0) continue;
+        if (gFrames.Pop(frame.get(), &first16, kEventWaitBoundMs, gLink.respRun) != 0) continue;
         const FrameHeader& h = frame->header;
         if (h.msgType == 11) LOGD("regist or connnect ack len = %d,%d", h.optLen, h.dataLen);
         CBHandle(h, frame->opt, frame->data, first16);
@@ -87,14 +91,14 @@ void EndSession() {
 
 enum class Wait { kReadable, kTimeout, kFailed, kOther };
 
+// Waits for the socket or the stop descriptor. A time-out would only wait again, so the wait has
+// none: DeleteServer writes the stop descriptor, and an idle session costs no wake-ups.
 Wait PollReadable(int fd) {
-    struct pollfd p;
-    p.fd = fd;
-    p.events = POLLIN;
-    p.revents = 0;
-    int n = poll(&p, 1, static_cast<int>(GetClock().RealTimeoutMs(kRecvSelectMs)));
+    struct pollfd s[2] = {{fd, POLLIN, 0}, {gRecvStop.load(), POLLIN, 0}};
+    int n = poll(s, 2, -1);
     if (n < 0) return errno == EINTR ? Wait::kTimeout : Wait::kFailed;
-    if (n == 0) return Wait::kTimeout;
+    if (n == 0 || (s[1].revents & POLLIN)) return Wait::kTimeout;  // the caller checks its flag
+    struct pollfd& p = s[0];
     // As select does, a pending error or hang-up counts as readable: recv reports it.
     if (p.revents & (POLLIN | POLLERR | POLLHUP)) return Wait::kReadable;
     if (p.revents & POLLNVAL) return Wait::kFailed;
@@ -239,8 +243,12 @@ int ServerInit(const char* address, int port) {
         return -1;
     }
     gLink.state = 1;
+    if (gRecvStop.load() < 0) gRecvStop.store(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    uint64_t pending = 0;  // drop a stop written for the previous connection
+    while (gRecvStop.load() >= 0 && read(gRecvStop.load(), &pending, sizeof pending) > 0)
+        pending = 0;
     gLink.recvRun = 1;
-    if (!StartNamedThread(&gLink.recv, "plug-recv", ServerRecv)) {
+    if (gRecvStop.load() < 0 || !StartNamedThread(&gLink.recv, "plug-recv", ServerRecv)) {
         LOGE("Create receive thread error.");
         return -1;
     }
@@ -268,6 +276,9 @@ void DeleteServer() {
     gLink.respRun = 0;
     gLink.recvRun = 0;
     gFrames.Wake();
+    uint64_t one = 1;
+    if (gRecvStop.load() >= 0 && write(gRecvStop.load(), &one, sizeof one) != sizeof one)
+        LOGE("wake receive thread failed");
     SleepMs(kDeleteServerSettleMs);
     JoinConnThreads();
     CloseSocketLocked();

@@ -86,11 +86,12 @@ void SessionState::ForcedDisconnect(const std::function<void()>& report) {
     });
 }
 
+// No waiter waits for a heartbeat answer: no notify, so that the heartbeat and check threads
+// sleep through it.
 void SessionState::HeartbeatAnswer(int64_t nowSec) {
-    Set([this, nowSec] {
-        heartTime_ = nowSec;
-        activity_ = true;
-    });
+    std::lock_guard<std::mutex> g(mu_);
+    heartTime_ = nowSec;
+    activity_ = true;
 }
 
 void SessionState::PlatformActivity() {
@@ -103,16 +104,18 @@ void SessionState::HeartbeatSent() {
     activity_ = false;
 }
 
+// Notifies the waiters only when the session ends; a passed check changes nothing they wait for.
 bool SessionState::CheckHeartbeat(int64_t nowSec) {
-    bool lost = false;
-    Set([this, nowSec, &lost] {
-        lost = !activity_ && heartTime_ != 0 &&
-               nowSec - heartTime_ > 3 * static_cast<int64_t>(heartInterval_);
-        if (!lost) return;
+    {
+        std::lock_guard<std::mutex> g(mu_);
+        bool lost = !activity_ && heartTime_ != 0 &&
+                    nowSec - heartTime_ > 3 * static_cast<int64_t>(heartInterval_);
+        if (!lost) return false;
         mLogin = 0;
         if (end_ == SessionEnd::kRunning) end_ = SessionEnd::kOver;
-    });
-    return lost;
+    }
+    cv_.notify_all();
+    return true;
 }
 
 SessionEnd SessionState::End() {
