@@ -265,6 +265,9 @@ int SendFrame(const uint8_t* frame, size_t len) {
         if (SendAll(gLink.sock.get(), frame, len, kSendWholeTimeoutMs) == 0) return 0;
         // A cut frame may only be the last bytes the platform reads: close at once.
         LOGE("send of a %zu-byte frame failed or timed out: link closed", len);
+        // shutdown first: the receive thread may be in poll() on this socket, and a close alone
+        // neither wakes it nor ends the connection while poll still holds the file.
+        shutdown(gLink.sock.get(), SHUT_RDWR);
         gLink.sock.reset();
     }
     PlatformSession().LinkLost([] { WritePlugStatus(kStatusSessionEnded); });
