@@ -49,5 +49,9 @@ int main(int argc, char** argv) {
     ops.ComF_get_autoreport_conf = ComF_get_autoreport_conf;
     ops.dev_fwversion_report = dev_fwversion_report;
     ops.ComF_send_calibration = ComF_send_calibration;
-    PlugExit(PlugMain(argc, argv, ops));
+    int result = PlugMain(argc, argv, ops);
+    // The session's threads are joined before the exit, whichever of them has already ended.
+    DeleteHeartbear();
+    DeleteServer();
+    PlugExit(result);
 }
