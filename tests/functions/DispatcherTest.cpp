@@ -15,12 +15,16 @@ using fntest::Request;
 
 const std::set<int> kUnsupportedInTable = {62, 63, 65, 67, 68};
 const std::set<int> kNoAnswer = {40, 81, 84, 86};
+// Rows that start a ping, a traceroute or a rate test: real tools and traffic off this machine,
+// so they are left to the diagnostics tests, which put stand-ins first on PATH.
+const std::set<int> kStartsAJob = {8, 51, 61};
 
 // Every function ID 0..65535 takes exactly the path its range and row give it.
 TEST(Dispatcher, EveryFunctionIdTakesItsPath) {
     fntest::SimRouter router;
     testsupport::LogCapture quiet(0);
     for (int id = 0; id <= 0xFFFF; ++id) {
+        if (kStartsAJob.count(id)) continue;
         SCOPED_TRACE(id);
         fntest::Answer a = Call(Request(static_cast<uint16_t>(id)));
         Bytes unsupported = {0xAB, 0xCD, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8),

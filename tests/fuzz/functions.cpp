@@ -37,6 +37,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 3) return 0;
     uint16_t id = data[0] < 176 ? static_cast<uint16_t>(1 + data[0] % 88)
                                 : static_cast<uint16_t>(89 + (data[0] - 176) * 419);
+    // Ping, traceroute and the rate tests start real tools and send traffic off this machine
+    // (addresses come from the input): their request readers are covered by the diagnostics
+    // tests, which use stand-ins.
+    if (id == 8 || id == 51 || id == 61 || id == 87) return 0;
     size_t len = 4 + (size - 3);
     std::unique_ptr<uint8_t[]> req(new uint8_t[len]);
     req[0] = data[1];
