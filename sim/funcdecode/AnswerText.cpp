@@ -31,11 +31,11 @@ bool AnswerText::Need(const std::string& what, size_t off, size_t n) {
 }
 
 uint16_t AnswerText::U16(size_t off) const {
-    return GetField16(p_ + off);
+    return GetLe16(p_ + off);
 }
 
 uint32_t AnswerText::U32(size_t off) const {
-    return GetField32(p_ + off);
+    return GetLe32(p_ + off);
 }
 
 void AnswerText::Line(int indent, const std::string& name, const std::string& value) {
@@ -83,13 +83,13 @@ std::string AnswerText::Value(const funcdecode::Field& f, size_t at) const {
         case Kind::I8:
             return std::to_string(static_cast<int8_t>(p_[at]));
         case Kind::U16:
-            return std::to_string(GetField16(p_ + at));
+            return std::to_string(GetLe16(p_ + at));
         case Kind::U32:
-            return std::to_string(GetField32(p_ + at));
+            return std::to_string(GetLe32(p_ + at));
         case Kind::U64:
-            return std::to_string(GetField64(p_ + at));
+            return std::to_string(GetLe64(p_ + at));
         case Kind::I64:
-            return std::to_string(static_cast<int64_t>(GetField64(p_ + at)));
+            return std::to_string(static_cast<int64_t>(GetLe64(p_ + at)));
         case Kind::Ipv4:
             return Ipv4Text(GetIpv4(p_ + at));
         case Kind::Mac: {

@@ -66,19 +66,19 @@ bool PutNumber(const Field& f, const std::string& v, uint8_t* p) {
             return true;
         case Kind::U16:
             if (!ParseUnsigned(v, 0xFFFF, &u)) return false;
-            PutField16(p, static_cast<uint16_t>(u));
+            PutLe16(p, static_cast<uint16_t>(u));
             return true;
         case Kind::U32:
             if (!ParseUnsigned(v, 0xFFFFFFFFu, &u)) return false;
-            PutField32(p, static_cast<uint32_t>(u));
+            PutLe32(p, static_cast<uint32_t>(u));
             return true;
         case Kind::U64:
             if (!ParseUnsigned(v, UINT64_MAX, &u)) return false;
-            PutField64(p, u);
+            PutLe64(p, u);
             return true;
         case Kind::I64:
             if (!ParseSigned(v, INT64_MIN, INT64_MAX, &s)) return false;
-            PutField64(p, static_cast<uint64_t>(s));
+            PutLe64(p, static_cast<uint64_t>(s));
             return true;
         default:
             return false;
@@ -111,7 +111,7 @@ bool PutValue(const Field& f, size_t at, const std::string& v, std::vector<uint8
             return true;
         case Kind::LenText:
             if (v.size() < kMinJsonLen || v.size() > f.size) return false;
-            PutField16(p, static_cast<uint16_t>(v.size()));
+            PutLe16(p, static_cast<uint16_t>(v.size()));
             buf->resize(at + 2);
             buf->insert(buf->end(), v.begin(), v.end());
             return true;
@@ -211,8 +211,8 @@ int EncodeFunctionRequest(uint16_t id, const std::string& args, std::vector<uint
     std::vector<uint8_t> params;
     if (EncodeFunctionParams(id, args, &params, error) != 0) return -1;
     out->assign(kParamStart, 0);
-    PutField16(out->data(), tag);
-    PutField16(out->data() + 2, id);
+    PutLe16(out->data(), tag);
+    PutLe16(out->data() + 2, id);
     out->insert(out->end(), params.begin(), params.end());
     return 0;
 }

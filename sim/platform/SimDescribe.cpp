@@ -66,27 +66,27 @@ void DescribeDataBody(const DecodedFrame& f, bool withMac, std::ostream& o) {
     if (b.size() < lenAt + 2) return;
     o << " dt=" << int(b[2]);
     if (withMac) o << " mac=" << Mac(&b[3]);
-    size_t len = GetField16(&b[lenAt]);
+    size_t len = GetLe16(&b[lenAt]);
     size_t have = b.size() - lenAt - 2;
     o << " len=" << len;
     size_t n = len < have ? len : have;
     const uint8_t* d = &b[lenAt + 2];
     if (withMac && n >= 6 && !Printable(d, n))
-        o << " fn.tag=" << GetField16(d) << " fn.id=" << GetField16(d + 2)
-          << " fn.result=" << GetField16(d + 4);
+        o << " fn.tag=" << GetLe16(d) << " fn.id=" << GetLe16(d + 2)
+          << " fn.result=" << GetLe16(d + 4);
     o << " " << DescribeData(d, n);
 }
 
 // Register answer (72-byte body) or login answer (4-byte body).
 void DescribeAnswer(const DecodedFrame& f, std::ostream& o) {
     const Bytes& b = f.plain;
-    if (f.raw.opt.size() >= 2) o << " error=" << GetField16(&f.raw.opt[0]);
+    if (f.raw.opt.size() >= 2) o << " error=" << GetLe16(&f.raw.opt[0]);
     if (b.size() == 72) {
         o << " token=" << CText(&b[2], 32) << " ip=" << int(b[34]) << "." << int(b[35]) << "."
-          << int(b[36]) << "." << int(b[37]) << " port=" << GetField16(&b[38])
+          << int(b[36]) << "." << int(b[37]) << " port=" << GetLe16(&b[38])
           << " pluginid=" << CText(&b[40], 32);
     } else if (b.size() == 4) {
-        o << " interval=" << GetField16(&b[2]);
+        o << " interval=" << GetLe16(&b[2]);
     }
 }
 
@@ -94,7 +94,7 @@ void DescribeBody(const DecodedFrame& f, std::ostream& o) {
     const Bytes& opt = f.raw.opt;
     switch (f.raw.MsgType()) {
         case 1:
-            if (opt.size() == 4) o << " time=" << GetField32(&opt[0]);
+            if (opt.size() == 4) o << " time=" << GetLe32(&opt[0]);
             break;
         case 9:
             DescribeRegister(f, o);
@@ -113,7 +113,7 @@ void DescribeBody(const DecodedFrame& f, std::ostream& o) {
             break;
         case 25:
         case 26:
-            if (opt.size() >= 2) o << " code=" << GetField16(&opt[0]);
+            if (opt.size() >= 2) o << " code=" << GetLe16(&opt[0]);
             DescribeDataBody(f, f.raw.MsgType() == 26, o);
             break;
         default:

@@ -27,14 +27,14 @@ std::string Name(const uint8_t* p, size_t n) {
 
 void DeviceList(const uint8_t* d, size_t n, std::ostream& o) {
     if (n < 8) return;
-    size_t count = GetField16(d + 6);
-    o << "device list: seq=" << GetField16(d) << " function=" << GetField16(d + 2)
+    size_t count = GetLe16(d + 6);
+    o << "device list: seq=" << GetLe16(d) << " function=" << GetLe16(d + 2)
       << " count=" << count << "\n";
     for (size_t i = 0; i < count && 8 + (i + 1) * kRecord <= n; ++i) {
         const uint8_t* r = d + 8 + i * kRecord;
         o << "device " << i << ": ip=" << int(r[0]) << "." << int(r[1]) << "." << int(r[2]) << "."
           << int(r[3]) << " mac=" << MacText(r + 4) << " name=" << Name(r + 10, 16)
-          << " up=" << GetField64(r + 26) << " down=" << GetField64(r + 34)
+          << " up=" << GetLe64(r + 26) << " down=" << GetLe64(r + 34)
           << " attached=" << int(r[42]) << " allowed=" << int(r[43]) << " attr=" << int(r[44])
           << "\n";
     }
@@ -43,7 +43,7 @@ void DeviceList(const uint8_t* d, size_t n, std::ostream& o) {
 
 void OnlineDevice(const uint8_t* d, size_t n, std::ostream& o) {
     if (n != 47) return;
-    o << "online device: count=" << GetField16(d + 6) << " mac=" << MacText(d + 8)
+    o << "online device: count=" << GetLe16(d + 6) << " mac=" << MacText(d + 8)
       << " data=" << Name(d + 14, 32) << " status=" << int(d[46]) << "\n";
 }
 
@@ -52,7 +52,7 @@ void OnlineDevice(const uint8_t* d, size_t n, std::ostream& o) {
 std::string DescribeDeviceUpload(const DecodedFrame& f) {
     const Bytes& b = f.plain;
     if (f.raw.MsgType() != 19 || b.size() < 11) return "";
-    size_t len = GetField16(&b[9]);
+    size_t len = GetLe16(&b[9]);
     if (len > b.size() - 11) len = b.size() - 11;
     std::ostringstream o;
     if (b[2] == 63) DeviceList(&b[11], len, o);

@@ -104,7 +104,7 @@ bool FrameCutter::Next(RawFrame* out) {
     if (!found) return false;
     if (buf_.size() < kHeaderSize) return false;
     size_t optLen = buf_[3];
-    size_t dataLen = GetField16(&buf_[5]);
+    size_t dataLen = GetLe16(&buf_[5]);
     size_t total = kHeaderSize + optLen + dataLen;
     if (buf_.size() < total) return false;
     out->typeByte = buf_[2];

@@ -24,27 +24,27 @@ Bytes RegisterAnswerBody(const std::string& token, const std::string& ip, uint16
     Bytes b(72, 0);
     PutText(&b, 2, token, 32);
     memcpy(&b[34], &a.s_addr, 4);  // network order is the written order of the four parts
-    PutField16(&b[38], port);
+    PutLe16(&b[38], port);
     PutText(&b, 40, pluginId, 32);
     return b;
 }
 
 Bytes LoginAnswerBody(uint16_t interval) {
     Bytes b(4, 0);
-    PutField16(&b[2], interval);
+    PutLe16(&b[2], interval);
     return b;
 }
 
 Bytes ErrorCodeOpt(uint16_t code) {
     Bytes b(2);
-    PutField16(&b[0], code);
+    PutLe16(&b[0], code);
     return b;
 }
 
 Bytes FunctionCallPayload(uint16_t tag, uint16_t fid, const Bytes& params) {
     Bytes p(10, 0);
-    PutField16(&p[0], tag);
-    PutField16(&p[2], fid);
+    PutLe16(&p[0], tag);
+    PutLe16(&p[2], fid);
     p.insert(p.end(), params.begin(), params.end());
     return p;
 }
@@ -53,7 +53,7 @@ Bytes FunctionCallBody(uint8_t dataType, const uint8_t mac[6], const Bytes& payl
     Bytes b(11, 0);
     b[2] = dataType;
     memcpy(&b[3], mac, 6);
-    PutField16(&b[9], static_cast<uint16_t>(payload.size()));
+    PutLe16(&b[9], static_cast<uint16_t>(payload.size()));
     b.insert(b.end(), payload.begin(), payload.end());
     return b;
 }
@@ -61,7 +61,7 @@ Bytes FunctionCallBody(uint8_t dataType, const uint8_t mac[6], const Bytes& payl
 Bytes PlugDataBody(uint8_t dataType, const std::string& text, int lenField) {
     Bytes b(5, 0);
     b[2] = dataType;
-    PutField16(&b[3], static_cast<uint16_t>(lenField >= 0 ? lenField : text.size()));
+    PutLe16(&b[3], static_cast<uint16_t>(lenField >= 0 ? lenField : text.size()));
     b.insert(b.end(), text.begin(), text.end());
     return b;
 }

@@ -19,7 +19,7 @@ namespace {
 Bytes FunctionAnswerOf(const DecodedFrame& f) {
     const Bytes& b = f.plain;
     if (f.raw.MsgType() != 26 || b.size() < 11 + 6) return Bytes();
-    size_t len = GetField16(&b[9]);
+    size_t len = GetLe16(&b[9]);
     if (len > b.size() - 11) len = b.size() - 11;
     if (len < 6) return Bytes();
     return Bytes(b.begin() + 11, b.begin() + 11 + static_cast<long>(len));

@@ -1,22 +1,11 @@
 // Byte order of wire fields. Multi-byte fields travel little-endian on every host: they are
 // written and read with the explicit PutLe / GetLe helpers below, never by copying a host
-// integer. The Swap*IfNeeded helpers are the single place where a swap would be made; their
-// switch mEndType is always 0, so they never swap. Swap32Always reverses unconditionally: IPv4
-// addresses (host-order integers, 192.168.1.1 = 0xC0A80101) and a few relayed counters pass
+// integer, so a big-endian router sends the same bytes. Swap32Always reverses unconditionally:
+// IPv4 addresses (host-order integers, 192.168.1.1 = 0xC0A80101) and a few relayed counters pass
 // through it and so appear on the wire in network order.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-
-extern std::atomic<int> mEndType;
-
-// Sets mEndType to 0 and returns it (prints one marker line at DEBUG).
-int GetEndType();
-
-uint16_t Swap16IfNeeded(uint16_t v);
-uint32_t Swap32IfNeeded(uint32_t v);
-uint64_t Swap64IfNeeded(uint64_t v);
 
 constexpr uint32_t Swap32Always(uint32_t v) {
     return ((v & 0xFFu) << 24) | ((v & 0xFF00u) << 8) | ((v >> 8) & 0xFF00u) | (v >> 24);
@@ -48,25 +37,6 @@ inline uint64_t GetLe64(const uint8_t* p) {
     return v;
 }
 
-// A wire field through its swap helper: what every sender and reader uses.
-inline void PutField16(uint8_t* p, uint16_t v) {
-    PutLe16(p, Swap16IfNeeded(v));
-}
-inline void PutField32(uint8_t* p, uint32_t v) {
-    PutLe32(p, Swap32IfNeeded(v));
-}
-inline void PutField64(uint8_t* p, uint64_t v) {
-    PutLe64(p, Swap64IfNeeded(v));
-}
-inline uint16_t GetField16(const uint8_t* p) {
-    return Swap16IfNeeded(GetLe16(p));
-}
-inline uint32_t GetField32(const uint8_t* p) {
-    return Swap32IfNeeded(GetLe32(p));
-}
-inline uint64_t GetField64(const uint8_t* p) {
-    return Swap64IfNeeded(GetLe64(p));
-}
 // An IPv4 address field: host-order integer in, network order on the wire (and back).
 inline void PutIpv4(uint8_t* p, uint32_t hostOrder) {
     PutLe32(p, Swap32Always(hostOrder));

@@ -38,7 +38,7 @@ int AnswerBytes(FnCall& call, const uint8_t* data, size_t n) {
 // Code 0, the 16-bit data length at 6 and the companion's data bytes from 8.
 int AnswerCompanionData(FnCall& call, const uint8_t* data, size_t n) {
     FnAnswerStatus(call, 0);
-    PutField16(call.ans + kData, static_cast<uint16_t>(n));
+    PutLe16(call.ans + kData, static_cast<uint16_t>(n));
     memcpy(call.ans + kData + 2, data, n);
     call.ansLen = kData + 2 + n;
     return 0;
@@ -73,7 +73,7 @@ int DataRow(FnCall& call, unsigned (*get)(), const char* failFmt, size_t fixed) 
 void ConvertWanRecord(const uint8_t* in, uint8_t* out) {
     memcpy(out, in, limits::kWanRecordSize);
     for (size_t off : kWan16Fields)
-        PutLe16(out + off, GetField16(in + off));
+        PutLe16(out + off, GetLe16(in + off));
     for (size_t off : kWanIpv4Fields)
         PutLe32(out + off, GetIpv4(in + off));
 }
@@ -169,7 +169,7 @@ int Fn85TrigFaultDiagnosis(FnCall& call) {
 
 int Fn88SetAutoReport(FnCall& call) {
     if (!FnHasParams(call, 2)) return 0;
-    size_t jsonLen = GetField16(call.req + kParams);
+    size_t jsonLen = GetLe16(call.req + kParams);
     LOGD("88 jsonLen: %d", static_cast<int>(jsonLen));
     if (!FnHasParams(call, 2 + jsonLen)) return 0;  // the JSON text lies beyond the request
     const char* json = reinterpret_cast<const char*>(call.req + kParams + 2);

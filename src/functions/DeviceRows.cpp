@@ -44,8 +44,8 @@ int Fn33GetDevBandwidth(FnCall& call) {
         down = get_dev_ds_bw(mac);
     }
     uint8_t* a = FnAnswerBegin(call, 22);
-    PutField64(a + 6, up);
-    PutField64(a + 14, down);
+    PutLe64(a + 6, up);
+    PutLe64(a + 14, down);
     return 0;
 }
 
@@ -59,8 +59,8 @@ int Fn34GetDevMaxBandwidth(FnCall& call) {
     ret = get_dev_ds_max_bw(mac, &down);
     if (ret != 0) return FnAnswerSdkError(call, "get_dev_ds_max_bw", ret);
     uint8_t* a = FnAnswerBegin(call, 22);
-    PutField64(a + 6, static_cast<uint64_t>(up));
-    PutField64(a + 14, static_cast<uint64_t>(down));
+    PutLe64(a + 6, static_cast<uint64_t>(up));
+    PutLe64(a + 14, static_cast<uint64_t>(down));
     return 0;
 }
 
@@ -68,8 +68,8 @@ int Fn34GetDevMaxBandwidth(FnCall& call) {
 int Fn35SetDevMaxBandwidth(FnCall& call) {
     if (!FnHasParams(call, 22)) return 0;
     const uint8_t* mac = FnParam(call, 10);
-    int64_t up = static_cast<int64_t>(GetField64(FnParam(call, 16)));
-    int64_t down = static_cast<int64_t>(GetField64(FnParam(call, 24)));
+    int64_t up = static_cast<int64_t>(GetLe64(FnParam(call, 16)));
+    int64_t down = static_cast<int64_t>(GetLe64(FnParam(call, 24)));
     int retUp = set_dev_us_max_bw(mac, up);
     if (retUp != 0) LOGE("ERROR: set_dev_us_max_bw failed! ret=%d", retUp);
     int retDown = set_dev_ds_max_bw(mac, down);
@@ -93,7 +93,7 @@ int Fn36GetDevName(FnCall& call) {
     if (ret != 0) return FnAnswerSdkError(call, "get_dev_name", ret);
     size_t len = strnlen(name, sizeof name);
     uint8_t* a = FnAnswerBegin(call, 8 + len);
-    PutField16(a + 6, static_cast<uint16_t>(len));
+    PutLe16(a + 6, static_cast<uint16_t>(len));
     memcpy(a + 8, name, len);
     return 0;
 }
@@ -130,7 +130,7 @@ int Fn39GetDevsCfg(FnCall& call) {
     if (ret != 0) return FnAnswerSdkError(call, "get_devs_cfg", ret);
     size_t n = FnCutCount("get_devs_cfg", num, ROUTER_MAX_DEVS);
     uint8_t* a = FnAnswerBegin(call, 8 + n * kDevCfgWire);
-    PutField16(a + 6, static_cast<uint16_t>(n));
+    PutLe16(a + 6, static_cast<uint16_t>(n));
     for (size_t i = 0; i < n; ++i)
         PutDevCfg(a + 8 + i * kDevCfgWire, devs[i]);
     return 0;
@@ -143,7 +143,7 @@ int Fn43GetDevBlackList(FnCall& call) {
     if (ret != 0) return FnAnswerSdkError(call, "get_dev_black_list", ret);
     size_t n = FnCutCount("get_dev_black_list", num, ROUTER_MAX_BLACK);
     uint8_t* a = FnAnswerBegin(call, 8 + n * 6);
-    PutField16(a + 6, static_cast<uint16_t>(n));
+    PutLe16(a + 6, static_cast<uint16_t>(n));
     for (size_t i = 0; i < n; ++i)
         memcpy(a + 8 + i * 6, macs[i], 6);
     return 0;

@@ -120,10 +120,10 @@ int RateSplitAddress(const char* address, RateAddress* out) {
 }
 
 void RateBuildRecord(int rate, uint8_t out[10]) {
-    PutField16(out, 0);
-    PutField16(out + 2, limits::kRateFuncId);
-    PutField16(out + 4, rate == -1 ? 1 : 0);
-    PutField32(out + 6, static_cast<uint32_t>(rate));
+    PutLe16(out, 0);
+    PutLe16(out + 2, limits::kRateFuncId);
+    PutLe16(out + 4, rate == -1 ? 1 : 0);
+    PutLe32(out + 6, static_cast<uint32_t>(rate));
 }
 
 int RateTestStart() {

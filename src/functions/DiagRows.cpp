@@ -35,7 +35,7 @@ std::string TargetAddress(const FnCall& call) {
 // h6 text length, the text from 8.
 void AnswerText(FnCall& call, const std::string& text) {
     uint8_t* a = FnAnswerBegin(call, limits::kFnHeaderSize + 2 + text.size());
-    PutField16(a + 6, static_cast<uint16_t>(text.size()));
+    PutLe16(a + 6, static_cast<uint16_t>(text.size()));
     text.copy(reinterpret_cast<char*>(a + 8), text.size());
 }
 
@@ -43,8 +43,8 @@ void AnswerText(FnCall& call, const std::string& text) {
 
 int Fn8StartPing(FnCall& call) {
     if (!FnHasParams(call, kPingParams)) return 0;
-    int size = GetField16(FnParam(call, kPingSizeOff));
-    int count = GetField16(FnParam(call, kPingCountOff));
+    int size = GetLe16(FnParam(call, kPingSizeOff));
+    int count = GetLe16(FnParam(call, kPingCountOff));
     FnAnswerStatus(call, static_cast<uint16_t>(PingStart(size, count, TargetAddress(call))));
     return 0;
 }
@@ -89,7 +89,7 @@ int Fn61StartRateTest(FnCall& call) {
 // h10 JSON length (2 to 1023), the JSON text at 12. The length is checked before anything else.
 int Fn87SetConfigData(FnCall& call) {
     if (!FnHasParams(call, 2)) return 0;
-    int jsonLen = GetField16(FnParam(call, 10));
+    int jsonLen = GetLe16(FnParam(call, 10));
     LOGD("87 jsonLen: %d", jsonLen);
     if (jsonLen < limits::kMinConfigJsonLen || jsonLen > limits::kMaxConfigJsonLen) {
         LOGE("ERROR: config data have errors!!!");

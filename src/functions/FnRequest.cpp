@@ -6,7 +6,7 @@
 #include "core/Log.h"
 
 uint16_t FnId(const FnCall& call) {
-    return GetField16(call.req + 2);
+    return GetLe16(call.req + 2);
 }
 
 bool FnHasParams(FnCall& call, size_t n) {

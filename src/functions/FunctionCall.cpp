@@ -6,6 +6,6 @@
 
 void FnAnswerStatus(FnCall& call, uint16_t code) {
     memcpy(call.ans, call.req, 4);
-    PutField16(call.ans + 4, code);
+    PutLe16(call.ans + 4, code);
     call.ansLen = 6;
 }

@@ -219,7 +219,7 @@ int Firmware(int type, const cJSON* root) {
         LOGE("fileLength is null.");
         return 5;
     }
-    PutField32(upParm + kUpParmFileLength, static_cast<uint32_t>(length));
+    PutLe32(upParm + kUpParmFileLength, static_cast<uint32_t>(length));
     if (!ParmText(root, "checkMethod", kUpParmCheckMethod, kUpParmCheckMethodSize)) {
         LOGE("checkMethod is null.");
         return 4;

@@ -18,8 +18,8 @@ constexpr uint16_t kMaxSupportedIdMinusOne = 32765;  // IDs 1..32766 get an answ
 // native 16-bit value.
 int FnUnsupported(FnCall& call) {
     PutLe16(call.ans, GetLe16(call.req));
-    PutField16(call.ans + 2, FnId(call));
-    PutField16(call.ans + 4, kCodeUnsupported);
+    PutLe16(call.ans + 2, FnId(call));
+    PutLe16(call.ans + 4, kCodeUnsupported);
     call.ansLen = limits::kFnHeaderSize;
     return -1;
 }

@@ -13,10 +13,10 @@
 #define TEXT_IN(field, p, off) FnFixedText((field), sizeof(field), (p) + (off))
 
 void PutWanCfg(uint8_t* p, const WanCfg& w) {
-    PutField16(p + 0, w.index);
+    PutLe16(p + 0, w.index);
     p[2] = w.enable;
-    PutField16(p + 3, w.vlanId);
-    PutField16(p + 5, w.mtu);
+    PutLe16(p + 3, w.vlanId);
+    PutLe16(p + 5, w.mtu);
     p[7] = w.connType;
     COPY_OUT(p, 8, w.name);
     COPY_OUT(p, 40, w.pppoeUser);
@@ -28,15 +28,15 @@ void PutWanCfg(uint8_t* p, const WanCfg& w) {
     PutIpv4(p + 213, w.gateway);
     PutIpv4(p + 217, w.dns1);
     PutIpv4(p + 221, w.dns2);
-    PutField16(p + 225, w.linkSpeed);
+    PutLe16(p + 225, w.linkSpeed);
     p[227] = w.natEnable;
 }
 
 void GetWanCfg(const uint8_t* p, WanCfg* w) {
-    w->index = GetField16(p + 0);
+    w->index = GetLe16(p + 0);
     w->enable = p[2];
-    w->vlanId = GetField16(p + 3);
-    w->mtu = GetField16(p + 5);
+    w->vlanId = GetLe16(p + 3);
+    w->mtu = GetLe16(p + 5);
     w->connType = p[7];
     TEXT_IN(w->name, p, 8);
     TEXT_IN(w->pppoeUser, p, 40);
@@ -48,12 +48,12 @@ void GetWanCfg(const uint8_t* p, WanCfg* w) {
     w->gateway = GetIpv4(p + 213);
     w->dns1 = GetIpv4(p + 217);
     w->dns2 = GetIpv4(p + 221);
-    w->linkSpeed = GetField16(p + 225);
+    w->linkSpeed = GetLe16(p + 225);
     w->natEnable = p[227];
 }
 
 void PutSsidCfg(uint8_t* p, const SsidCfg& s) {
-    PutField16(p + 0, s.index);
+    PutLe16(p + 0, s.index);
     COPY_OUT(p, 2, s.ssid);
     COPY_OUT(p, 35, s.password);
     p[100] = s.encrypt;
@@ -62,15 +62,15 @@ void PutSsidCfg(uint8_t* p, const SsidCfg& s) {
     p[103] = s.enable;
     p[104] = s.band;
     p[105] = s.isolate;
-    PutField16(p + 106, s.channel);
-    PutField16(p + 108, s.maxClients);
-    PutField16(p + 110, s.beaconInterval);
+    PutLe16(p + 106, s.channel);
+    PutLe16(p + 108, s.maxClients);
+    PutLe16(p + 110, s.beaconInterval);
     PutIpv4(p + 112, s.guestIp);
     PutIpv4(p + 116, s.guestMask);
 }
 
 void GetSsidCfg(const uint8_t* p, SsidCfg* s) {
-    s->index = GetField16(p + 0);
+    s->index = GetLe16(p + 0);
     TEXT_IN(s->ssid, p, 2);
     TEXT_IN(s->password, p, 35);
     s->encrypt = p[100];
@@ -79,9 +79,9 @@ void GetSsidCfg(const uint8_t* p, SsidCfg* s) {
     s->enable = p[103];
     s->band = p[104];
     s->isolate = p[105];
-    s->channel = GetField16(p + 106);
-    s->maxClients = GetField16(p + 108);
-    s->beaconInterval = GetField16(p + 110);
+    s->channel = GetLe16(p + 106);
+    s->maxClients = GetLe16(p + 108);
+    s->beaconInterval = GetLe16(p + 110);
     s->guestIp = GetIpv4(p + 112);
     s->guestMask = GetIpv4(p + 116);
 }
@@ -95,7 +95,7 @@ void PutDevCfg(uint8_t* p, const DevCfg& d) {
     p[25] = d.accessControl;
     p[26] = d.attribute;
     p[27] = static_cast<uint8_t>(d.rssi);
-    PutField16(p + 28, d.linkRate);
+    PutLe16(p + 28, d.linkRate);
     PutIpv4(p + 30, d.ip);
 }
 
@@ -108,7 +108,7 @@ void GetDevCfg(const uint8_t* p, DevCfg* d) {
     d->accessControl = p[25];
     d->attribute = p[26];
     d->rssi = static_cast<int8_t>(p[27]);
-    d->linkRate = GetField16(p + 28);
+    d->linkRate = GetLe16(p + 28);
     d->ip = GetIpv4(p + 30);
 }
 
@@ -117,11 +117,11 @@ void PutLanCfg(uint8_t* p, const LanCfg& l) {
     PutIpv4(p + 4, l.mask);
     p[8] = l.dhcpEnable;
     p[9] = l.reserved;
-    PutField32(p + 10, l.leaseSec);
+    PutLe32(p + 10, l.leaseSec);
 }
 
 void PutWlanCfg(uint8_t* p, const WlanCfg& w) {
-    PutField16(p + 0, w.index);
+    PutLe16(p + 0, w.index);
     p[2] = w.band;
     p[3] = w.enable;
     p[4] = w.channel;
@@ -140,12 +140,12 @@ void PutAdjWifiDev(uint8_t* p, const AdjWifiDev& a) {
 
 void PutCpuCfg(uint8_t* p, const CpuCfg& c) {
     COPY_OUT(p, 0, c.model);
-    PutField16(p + 40, c.freqMhz);
+    PutLe16(p + 40, c.freqMhz);
     p[42] = c.cores;
 }
 
 void PutMemCfg(uint8_t* p, const MemCfg& m) {
-    PutField32(p + 0, m.sizeKb);
+    PutLe32(p + 0, m.sizeKb);
     COPY_OUT(p, 4, m.type);
 }
 

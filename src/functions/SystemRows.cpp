@@ -28,7 +28,7 @@ int Fn47GetCpuUse(FnCall& call) {
     uint16_t percent = 0;
     int ret = get_cpu_use(&percent);
     if (ret != 0) return FnAnswerSdkError(call, "get_cpu_use", ret);
-    PutField16(FnAnswerBegin(call, 8) + 6, percent);
+    PutLe16(FnAnswerBegin(call, 8) + 6, percent);
     return 0;
 }
 
@@ -36,20 +36,20 @@ int Fn48GetMemUse(FnCall& call) {
     uint16_t percent = 0;
     int ret = get_mem_use(&percent);
     if (ret != 0) return FnAnswerSdkError(call, "get_mem_use", ret);
-    PutField16(FnAnswerBegin(call, 8) + 6, percent);
+    PutLe16(FnAnswerBegin(call, 8) + 6, percent);
     return 0;
 }
 
 int Fn50SetFullLoadEnable(FnCall& call) {
     if (!FnHasParams(call, 3)) return 0;
-    uint16_t index = GetField16(FnParam(call, 10));
+    uint16_t index = GetLe16(FnParam(call, 10));
     uint8_t enable = FnParam(call, 12)[0];
     return FnAnswerSdkStatus(call, "set_full_load_enable", set_full_load_enable(index, enable));
 }
 
 int Fn53SyncTime(FnCall& call) {
     if (!FnHasParams(call, 8)) return 0;
-    int64_t seconds = static_cast<int64_t>(GetField64(FnParam(call, 10)));
+    int64_t seconds = static_cast<int64_t>(GetLe64(FnParam(call, 10)));
     return FnAnswerSdkStatus(call, "sync_time", sync_time(seconds));
 }
 
@@ -57,7 +57,7 @@ int Fn54GetDurationTime(FnCall& call) {
     uint64_t seconds = 0;
     int ret = get_duration_time(&seconds);
     if (ret != 0) return FnAnswerSdkError(call, "get_duration_time", ret);
-    PutField64(FnAnswerBegin(call, 14) + 6, seconds);
+    PutLe64(FnAnswerBegin(call, 14) + 6, seconds);
     return 0;
 }
 
@@ -88,8 +88,8 @@ int Fn58GetFlowRates(FnCall& call) {
     uint64_t down = get_flows_down_rate();
     uint64_t up = get_flows_up_rate();
     uint8_t* a = FnAnswerBegin(call, 22);
-    PutField64(a + 6, up);
-    PutField64(a + 14, down);
+    PutLe64(a + 6, up);
+    PutLe64(a + 14, down);
     return 0;
 }
 

@@ -19,7 +19,7 @@ static_assert(8 + limits::kMaxLanPorts * 16 <= limits::kAnswerBufSize, "port flo
 // h10 of a call that carries an index; false (answered) when the request is too short.
 bool ReadIndex(FnCall& call, uint16_t* index) {
     if (!FnHasParams(call, kIndexParam)) return false;
-    *index = GetField16(FnParam(call, limits::kFnParamOffset));
+    *index = GetLe16(FnParam(call, limits::kFnParamOffset));
     return true;
 }
 
@@ -43,7 +43,7 @@ int Fn4GetWansCfg(FnCall& call) {
     if (ret != 0) return FnAnswerSdkError(call, "get_wans_cfg", ret);
     size_t n = FnCutCount("get_wans_cfg", num, ROUTER_MAX_WANS);
     uint8_t* a = FnAnswerBegin(call, 8 + n * kWanCfgWire);
-    PutField16(a + 6, static_cast<uint16_t>(n));
+    PutLe16(a + 6, static_cast<uint16_t>(n));
     for (size_t i = 0; i < n; ++i)
         PutWanCfg(a + 8 + i * kWanCfgWire, wans[i]);
     return 0;
@@ -55,7 +55,7 @@ int Fn5GetWanTcpConNum(FnCall& call) {
     uint32_t num = 0;
     int ret = get_wan_tcp_con_num(index, &num);
     if (ret != 0) return FnAnswerSdkError(call, "get_wan_tcp_con_num", ret);
-    PutField32(FnAnswerBegin(call, 10) + 6, num);
+    PutLe32(FnAnswerBegin(call, 10) + 6, num);
     return 0;
 }
 
@@ -65,7 +65,7 @@ int Fn6GetWanUdpConNum(FnCall& call) {
     uint32_t num = 0;
     int ret = get_wan_udp_con_num(index, &num);
     if (ret != 0) return FnAnswerSdkError(call, "get_wan_udp_con_num", ret);
-    PutField32(FnAnswerBegin(call, 10) + 6, num);
+    PutLe32(FnAnswerBegin(call, 10) + 6, num);
     return 0;
 }
 
@@ -75,7 +75,7 @@ int Fn7GetWanReceiveBytes(FnCall& call) {
     uint64_t bytes = 0;
     int ret = get_wan_receive_bytes(index, &bytes);
     if (ret != 0) return FnAnswerSdkError(call, "get_wan_receive_bytes", ret);
-    PutField64(FnAnswerBegin(call, 14) + 6, bytes);
+    PutLe64(FnAnswerBegin(call, 14) + 6, bytes);
     return 0;
 }
 
@@ -91,7 +91,7 @@ int Fn11GetLanNum(FnCall& call) {
     uint16_t num = 0;
     int ret = get_lan_num(&num);
     if (ret != 0) return FnAnswerSdkError(call, "get_lan_num", ret);
-    PutField16(FnAnswerBegin(call, 8) + 6, num);
+    PutLe16(FnAnswerBegin(call, 8) + 6, num);
     return 0;
 }
 
@@ -109,10 +109,10 @@ int Fn12GetLanPortFlows(FnCall& call) {
         if (ret != 0) return FnAnswerSdkError(call, "get_lan_port_down_flow", ret);
     }
     uint8_t* a = FnAnswerBegin(call, 8 + n * 16);
-    PutField16(a + 6, static_cast<uint16_t>(n));
+    PutLe16(a + 6, static_cast<uint16_t>(n));
     for (size_t i = 0; i < n; ++i) {
-        PutField64(a + 8 + i * 16, up[i]);
-        PutField64(a + 16 + i * 16, down[i]);
+        PutLe64(a + 8 + i * 16, up[i]);
+        PutLe64(a + 16 + i * 16, down[i]);
     }
     return 0;
 }
@@ -126,7 +126,7 @@ int Fn41GetLinkSpeeds(FnCall& call) {
     LOGD("speed1=%d Mbps", speed[0]);
     uint8_t* a = FnAnswerBegin(call, 6 + 2 * limits::kLinkSpeeds);
     for (int i = 0; i < limits::kLinkSpeeds; ++i)
-        PutField16(a + 6 + 2 * i, speed[i]);
+        PutLe16(a + 6 + 2 * i, speed[i]);
     return 0;
 }
 
@@ -138,7 +138,7 @@ int Fn44GetDns(FnCall& call) {
     uint8_t* a = FnAnswerBegin(call, 14);
     if (ret != 0) {
         LOGE("ERROR: get_dns failed! ret=%d", ret);
-        PutField16(a + 4, static_cast<uint16_t>(ret));
+        PutLe16(a + 4, static_cast<uint16_t>(ret));
     }
     PutIpv4(a + 6, dns1);
     PutIpv4(a + 10, dns2);
@@ -184,7 +184,7 @@ int FetchStates(StateList& list, size_t cap, CountFn count, const char* countNam
 }
 
 uint8_t* PutStates(uint8_t* p, const StateList& list) {
-    PutField16(p, static_cast<uint16_t>(list.n));
+    PutLe16(p, static_cast<uint16_t>(list.n));
     memcpy(p + 2, list.state, list.n);
     return p + 2 + list.n;
 }

@@ -37,7 +37,7 @@ int Fn13GetWlansCfg(FnCall& call) {
     LOGD("wlan num %d", num);
     size_t n = FnCutCount("get_wlans_cfg", num, ROUTER_MAX_WLANS);
     uint8_t* a = FnAnswerBegin(call, 8 + n * kWlanCfgWire);
-    PutField16(a + 6, static_cast<uint16_t>(n));
+    PutLe16(a + 6, static_cast<uint16_t>(n));
     for (size_t i = 0; i < n; ++i)
         PutWlanCfg(a + 8 + i * kWlanCfgWire, wlans[i]);
     return 0;
@@ -45,12 +45,12 @@ int Fn13GetWlansCfg(FnCall& call) {
 
 int Fn14GetSsidSwitch(FnCall& call) {
     if (!FnHasParams(call, 2)) return 0;
-    return AnswerSwitch(call, "get_ssid_switch", get_ssid_switch(GetField16(FnParam(call, 10))));
+    return AnswerSwitch(call, "get_ssid_switch", get_ssid_switch(GetLe16(FnParam(call, 10))));
 }
 
 int Fn15SetSsidSwitch(FnCall& call) {
     if (!FnHasParams(call, 3)) return 0;
-    uint16_t index = GetField16(FnParam(call, 10));
+    uint16_t index = GetLe16(FnParam(call, 10));
     uint8_t on = FnParam(call, 12)[0];
     return FnAnswerSdkStatus(call, "set_ssid_switch", set_ssid_switch(index, on));
 }
@@ -58,7 +58,7 @@ int Fn15SetSsidSwitch(FnCall& call) {
 int Fn16GetSsidCfg(FnCall& call) {
     if (!FnHasParams(call, 2)) return 0;
     SsidCfg ssid = {};
-    int ret = get_ssid_cfg(GetField16(FnParam(call, 10)), &ssid);
+    int ret = get_ssid_cfg(GetLe16(FnParam(call, 10)), &ssid);
     if (ret != 0) return FnAnswerSdkError(call, "get_ssid_cfg", ret);
     LOGD("ssid channel %d", ssid.channel);
     PutSsidCfg(FnAnswerBegin(call, limits::kFnHeaderSize + kSsidCfgWire) + 6, ssid);
@@ -107,7 +107,7 @@ int Fn42GetAdjWifiDevs(FnCall& call) {
     LOGD("adj wifi adjdevnum: %d", static_cast<int>(n));
     LOGD("adj wifi info length: %d", static_cast<int>(n * kAdjWifiWire));
     uint8_t* a = FnAnswerBegin(call, 10 + n * kAdjWifiWire);
-    PutField32(a + 6, static_cast<uint32_t>(n));
+    PutLe32(a + 6, static_cast<uint32_t>(n));
     for (size_t i = 0; i < n; ++i)
         PutAdjWifiDev(a + 10 + i * kAdjWifiWire, devs[i]);
     return 0;

@@ -30,7 +30,7 @@ constexpr size_t kFn81Swap32[] = {205, 209, 213, 217, 221};
 // The function-81 payload conversions, applied to fields lying wholly inside the payload.
 void ConvertFn81(uint8_t* p, size_t len) {
     for (size_t off : kFn81Swap16)
-        if (off + 2 <= len) PutField16(p + off, GetLe16(p + off));
+        if (off + 2 <= len) PutLe16(p + off, GetLe16(p + off));
     for (size_t off : kFn81Swap32)
         if (off + 4 <= len) PutLe32(p + off, Swap32Always(GetLe32(p + off)));
 }
@@ -98,10 +98,10 @@ size_t CommBuildRelay(uint8_t* out, size_t cap, uint16_t seq, int funcId, const 
     bool is81 = funcId == 81;
     size_t prefix = is81 ? limits::kRelayPrefixSize - 2 : limits::kRelayPrefixSize;
     if (prefix + len > cap) return 0;
-    PutField16(out, seq);
-    PutField16(out + 2, static_cast<uint16_t>(funcId));
-    PutField16(out + 4, 0);
-    if (!is81) PutField16(out + 6, static_cast<uint16_t>(len));
+    PutLe16(out, seq);
+    PutLe16(out + 2, static_cast<uint16_t>(funcId));
+    PutLe16(out + 4, 0);
+    if (!is81) PutLe16(out + 6, static_cast<uint16_t>(len));
     memcpy(out + prefix, payload, len);
     if (is81) ConvertFn81(out + prefix, len);
     return prefix + len;

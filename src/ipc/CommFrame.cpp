@@ -12,11 +12,11 @@ uint16_t CommChecksum(const uint8_t* p, size_t n) {
 }
 
 void CommPutHeader(uint8_t* out, uint16_t funcId, uint32_t seq, uint32_t len, uint16_t sum) {
-    PutField16(out, kCommMarker);
-    PutField16(out + 2, funcId);
-    PutField32(out + 4, seq);
-    PutField32(out + 8, len);
-    PutField16(out + 12, sum);
+    PutLe16(out, kCommMarker);
+    PutLe16(out + 2, funcId);
+    PutLe32(out + 4, seq);
+    PutLe32(out + 8, len);
+    PutLe16(out + 12, sum);
 }
 
 CommAcceptResult CommAcceptFrame(const uint8_t* elem, size_t count, size_t avail,
@@ -25,15 +25,15 @@ CommAcceptResult CommAcceptFrame(const uint8_t* elem, size_t count, size_t avail
         LOGE("Receive length error, length is %d", static_cast<int>(count));
         return kCommBadLength;
     }
-    if (GetField16(elem) != kCommMarker) {
+    if (GetLe16(elem) != kCommMarker) {
         LOGE("Receive head error.");
         return kCommBadHead;
     }
     CommFrameView v;
-    v.funcId = GetField16(elem + 2);
-    v.seq = GetField32(elem + 4);
-    v.length = GetField32(elem + 8);
-    v.checksum = GetField16(elem + 12);
+    v.funcId = GetLe16(elem + 2);
+    v.seq = GetLe32(elem + 4);
+    v.length = GetLe32(elem + 8);
+    v.checksum = GetLe16(elem + 12);
     if (v.seq == rxSeq.load()) {
         LOGE("Receive  sequence error.");
         return kCommBadSequence;

@@ -12,8 +12,8 @@ using namespace lanlimits;
 
 void BuildDevReport(uint8_t msg[kDevReportSize], const uint8_t* body, size_t bodyLen) {
     memset(msg, 0, kDevReportSize);
-    PutField16(msg + 2, kDevReportFunc);
-    PutField16(msg + 6, 1);
+    PutLe16(msg + 2, kDevReportFunc);
+    PutLe16(msg + 6, 1);
     if (bodyLen > kDevReportBody) bodyLen = kDevReportBody;
     memcpy(msg + 8, body, bodyLen);
     msg[46] = 1;

@@ -54,7 +54,7 @@ int Fn40AddDev(const uint8_t* entry) {
 
 void Fn40Handle(const uint8_t* payload, size_t len) {
     if (len >= 2) {
-        unsigned num = GetField16(payload);
+        unsigned num = GetLe16(payload);
         if (num == 0 || num > kMaxDevs) {
             LOGE("Subdev number error.");
             return;
@@ -65,7 +65,7 @@ void Fn40Handle(const uint8_t* payload, size_t len) {
         return;
     }
     LOGD("Have subdev data.");
-    unsigned num = GetField16(payload);
+    unsigned num = GetLe16(payload);
     size_t off = 2;
     // The count is the companion's; entries are read only as far as the received bytes go. An
     // offline entry does not advance the walk, so every entry after it counts as offline too.

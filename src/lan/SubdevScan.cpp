@@ -89,8 +89,8 @@ void GetFlowStatisData(SubdevTable* t) {
         SubdevRecord& r = t->rec[i];
         SubdevLock lock;
         if (lock.owns()) {
-            down = Swap64IfNeeded(get_dev_ds_bw(r.mac));
-            up = Swap64IfNeeded(get_dev_us_bw(r.mac));
+            down = get_dev_ds_bw(r.mac);
+            up = get_dev_us_bw(r.mac);
         }
         // Without the lock the previous device's values stand in.
         r.up = up;
@@ -189,18 +189,18 @@ void GetBlackInfo(SubdevTable* t) {
 std::vector<uint8_t> BuildSubdevMessage(const SubdevTable& t, uint16_t seq) {
     if (t.total > kMaxDevs) return {};
     std::vector<uint8_t> msg(kSubdevHeaderSize + kSubdevRecordSize * t.total, 0);
-    PutField16(&msg[0], seq);
-    PutField16(&msg[2], kSubdevFunc);
-    PutField16(&msg[4], 0);
-    PutField16(&msg[6], static_cast<uint16_t>(t.total));
+    PutLe16(&msg[0], seq);
+    PutLe16(&msg[2], kSubdevFunc);
+    PutLe16(&msg[4], 0);
+    PutLe16(&msg[6], static_cast<uint16_t>(t.total));
     for (size_t i = 0; i < t.total; ++i) {
         const SubdevRecord& r = t.rec[i];
         uint8_t* p = &msg[kSubdevHeaderSize + kSubdevRecordSize * i];
         PutIpv4(p, r.ip);
         memcpy(p + 4, r.mac, 6);
         memcpy(p + 10, r.name, kDevNameField);
-        PutField64(p + 26, r.up);
-        PutField64(p + 34, r.down);
+        PutLe64(p + 26, r.up);
+        PutLe64(p + 34, r.down);
         p[42] = r.attached;
         p[43] = r.allowed;
         p[44] = r.attribute;

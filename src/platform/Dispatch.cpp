@@ -30,12 +30,12 @@ constexpr uint16_t kHighestAnsweredId = 32766;
 int UnknownFunctionCall(const uint8_t* req, size_t reqLen, uint8_t* ans, size_t* ansLen) {
     *ansLen = 0;
     if (reqLen < 4) return -1;
-    uint16_t id = GetField16(req + 2);
+    uint16_t id = GetLe16(req + 2);
     if (static_cast<uint16_t>(id - 1) > kHighestAnsweredId - 1) return -1;
     ans[0] = req[0];
     ans[1] = req[1];
-    PutField16(ans + 2, id);
-    PutField16(ans + 4, kCodeUnsupported);
+    PutLe16(ans + 2, id);
+    PutLe16(ans + 4, kCodeUnsupported);
     *ansLen = 6;
     return -1;
 }
@@ -135,7 +135,7 @@ void ForceDisconnect() {
 
 void LogAckOption(const FrameHeader& h, const uint8_t* opt) {
     if (h.optLen == 0) return;
-    uint16_t code = h.optLen >= 2 ? GetField16(opt) : opt[0];
+    uint16_t code = h.optLen >= 2 ? GetLe16(opt) : opt[0];
     LOGD("optlen %d, error code = [%d]", h.optLen, code);
 }
 
@@ -150,7 +150,7 @@ void RegisterAck(const FrameHeader& h, const uint8_t* opt, const uint8_t* data) 
     if (!OpenBody(h, data, kRegisterAnswerLen, &p)) return;
     LoginTarget target;
     const uint8_t* ip = p.at(34);
-    target.port = GetField16(p.at(38));
+    target.port = GetLe16(p.at(38));
     LOGD("regist ack======ip:%d,%d,%d,%d,port:%d", ip[0], ip[1], ip[2], ip[3], target.port);
     snprintf(target.server, sizeof target.server, "%d.%d.%d.%d", ip[0], ip[1], ip[2], ip[3]);
     memcpy(target.token, p.at(2), sizeof target.token);
@@ -169,7 +169,7 @@ void LoginAck(const FrameHeader& h, const uint8_t* opt, const uint8_t* data) {
     }
     Plain p;
     if (!OpenBody(h, data, kLoginAnswerLen, &p)) return;
-    int interval = static_cast<int16_t>(GetField16(p.at(2)));
+    int interval = static_cast<int16_t>(GetLe16(p.at(2)));
     if (interval < kMinHeartInterval) interval = kMinHeartInterval;
     WritePlugStatus(kStatusLoggedIn);
     LOGD("login ack heartbeep interval %d", interval);
@@ -188,7 +188,7 @@ void PlugDataWithChecksum(const FrameHeader& h, const uint8_t* opt, const uint8_
     Plain p;
     if (!OpenBody(h, data, kOffData, &p)) return;
     uint8_t dataType = p.bytes[kOffDataType];
-    size_t len = GetField16(p.at(kOffLen));
+    size_t len = GetLe16(p.at(kOffLen));
     LogRecv(h, dataType, static_cast<unsigned>(len));
     if (!DropBodyPadding(h, &p)) return;
     if (!ChecksumOk(h, opt, p)) {
@@ -214,7 +214,7 @@ void FunctionCall(const FrameHeader& h, const uint8_t* opt, const uint8_t* data)
     uint8_t dataType = p.bytes[kOffDataType];
     uint8_t mac[kMacSize];
     memcpy(mac, p.at(kOffMac), sizeof mac);
-    size_t len = GetField16(p.at(kOffLenMac));
+    size_t len = GetLe16(p.at(kOffLenMac));
     LogRecv(h, dataType, static_cast<unsigned>(len));
     if (!DropBodyPadding(h, &p)) return;
     if (!ChecksumOk(h, opt, p)) {
@@ -248,7 +248,7 @@ void PlugDataWithoutChecksum(const FrameHeader& h, const uint8_t* data) {
     Plain p;
     if (!OpenBody(h, data, kOffData, &p)) return;
     uint8_t dataType = p.bytes[kOffDataType];
-    size_t len = GetField16(p.at(kOffLen));
+    size_t len = GetLe16(p.at(kOffLen));
     LogRecv(h, dataType, static_cast<unsigned>(len));
     if (len > kMaxPlugDataLen) {
         LOGE("MsgType %u: length field %zu above %zu, frame dropped", h.msgType, len,
@@ -263,7 +263,7 @@ void ReplyWithMac(const FrameHeader& h, const uint8_t* data) {
     PlatformSession().PlatformActivity();
     Plain p;
     if (!OpenBody(h, data, kOffDataMac, &p)) return;
-    LogRecv(h, p.bytes[kOffDataType], GetField16(p.at(kOffLenMac)));
+    LogRecv(h, p.bytes[kOffDataType], GetLe16(p.at(kOffLenMac)));
 }
 
 }  // namespace

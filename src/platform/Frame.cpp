@@ -4,27 +4,27 @@
 #include "platform/Crypto.h"
 
 void PutFrameHeader(uint8_t* out, const FrameHeader& h) {
-    PutField16(out, kFrameMagic);
+    PutLe16(out, kFrameMagic);
     out[2] = static_cast<uint8_t>((h.msgType & 0x1F) | (h.reqFlag << 5));
     out[3] = h.optLen;
     out[4] = h.checksum;
-    PutField16(out + 5, h.dataLen);
+    PutLe16(out + 5, h.dataLen);
 }
 
 int ParseFrameHeader(const uint8_t* p, size_t len, FrameHeader* h) {
-    if (!p || len < kFrameHeaderLen || GetField16(p) != kFrameMagic) return -1;
+    if (!p || len < kFrameHeaderLen || GetLe16(p) != kFrameMagic) return -1;
     h->msgType = p[2] & 0x1F;
     h->reqFlag = p[2] >> 5;
     h->optLen = p[3];
     h->checksum = p[4];
-    h->dataLen = GetField16(p + 5);
+    h->dataLen = GetLe16(p + 5);
     return 0;
 }
 
 uint8_t FrameChecksum(uint16_t dataLen, const uint8_t* opt, size_t optLen, const uint8_t* plain,
                       size_t plainLen) {
     uint8_t lenBytes[2];
-    PutField16(lenBytes, dataLen);
+    PutLe16(lenBytes, dataLen);
     unsigned sum = lenBytes[0] + lenBytes[1];
     for (size_t i = 0; opt && i < optLen; ++i)
         sum += opt[i];
@@ -72,7 +72,7 @@ int DropPadding(const uint8_t* plain, size_t len, size_t* bodyLen) {
 
 long DecodeFrame(const char* key, const uint8_t* p, size_t len, DecodedFrame* f) {
     if (len < 2) return 0;
-    if (GetField16(p) != kFrameMagic) return -1;
+    if (GetLe16(p) != kFrameMagic) return -1;
     if (ParseFrameHeader(p, len, &f->header) != 0) return 0;
     size_t total = kFrameHeaderLen + f->header.optLen + f->header.dataLen;
     if (len < total) return 0;

@@ -58,7 +58,7 @@ size_t LayOutBody(uint8_t* body, const uint8_t* data, size_t len, uint8_t dataTy
         if (mac) memcpy(body + off, mac, kMacSize);
         off += kMacSize;
     }
-    PutField16(body + off, static_cast<uint16_t>(len));
+    PutLe16(body + off, static_cast<uint16_t>(len));
     off += 2;
     if (len) memcpy(body + off, data, len);
     return off + len;
@@ -144,7 +144,7 @@ int LoginServer() {
 
 int SendHeartbeat() {
     uint8_t opt[4];
-    PutField32(opt, static_cast<uint32_t>(NowSec()));
+    PutLe32(opt, static_cast<uint32_t>(NowSec()));
     uint8_t sum = FrameChecksum(0, opt, sizeof opt, nullptr, 0);
     return SendRouteUpData(opt, nullptr, kMsgHeartbeat, 1, sizeof opt, 0, sum);
 }
@@ -169,7 +169,7 @@ int SendReplyData(uint16_t code, const uint8_t* data, size_t len, uint8_t dataTy
     if (mLogin != 1 || len > kMaxUploadLen) return -1;
     uint8_t msgType = withMac ? kMsgReplyWithMac : kMsgReply;
     uint8_t opt[2];
-    PutField16(opt, code);
+    PutLe16(opt, code);
     if (len < 1 || !data) {
         uint8_t sum = FrameChecksum(0, opt, sizeof opt, nullptr, 0);
         return SendRouteUpData(opt, nullptr, msgType, 0, sizeof opt, 0, sum);

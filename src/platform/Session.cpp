@@ -76,7 +76,6 @@ int InitProtool() {
     LOGD("SERVER1:\t%s", server1);
     LOGD("SERVER2:\t%s", server2);
     LOGD("PORT:\t%s", port);
-    GetEndType();
 
     if (!strstr(server1, "com")) {
         runMode = 0;

@@ -98,7 +98,7 @@ int RecvQueue::pop(QueuedFrame* out, int16_t* first16) {
         const uint8_t* data = opt + h.optLen;
         // The first two bytes exist only when the block has two; a 1-byte block gives its one
         // byte as the low half.
-        uint16_t v = h.dataLen >= 2 ? GetField16(data) : data[0];
+        uint16_t v = h.dataLen >= 2 ? GetLe16(data) : data[0];
         *first16 = static_cast<int16_t>(v);
         memcpy(out->data, data, h.dataLen);
     }

@@ -123,13 +123,13 @@ bool ParseReply(const psim::SimEvent& e, Reply* r) {
     uint8_t t = f.raw.MsgType();
     if ((t != 25 && t != 26) || f.raw.opt.size() < 2) return false;
     r->msgType = t;
-    r->code = GetField16(&f.raw.opt[0]);
+    r->code = GetLe16(&f.raw.opt[0]);
     r->data.clear();
     r->dataType = 0;
     size_t lenAt = t == 26 ? 9 : 3;
     if (f.plain.size() >= lenAt + 2) {
         r->dataType = f.plain[2];
-        size_t len = GetField16(&f.plain[lenAt]);
+        size_t len = GetLe16(&f.plain[lenAt]);
         size_t have = f.plain.size() - lenAt - 2;
         r->data.assign(f.plain.begin() + static_cast<long>(lenAt + 2),
                        f.plain.begin() + static_cast<long>(lenAt + 2 + (len < have ? len : have)));

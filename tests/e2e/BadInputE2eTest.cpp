@@ -35,7 +35,7 @@ protected:
                 Reply r;
                 for (size_t i = from; i < ev.size(); ++i)
                     if (ParseReply(ev[i], &r) && r.data.size() >= 6 &&
-                        GetField16(r.data.data()) == tag)
+                        GetLe16(r.data.data()) == tag)
                         return true;
                 return false;
             },

@@ -28,7 +28,7 @@ std::vector<uint32_t> HeartbeatTimes(const psim::PlatformSim& sim, int conn = 0)
     std::vector<uint32_t> out;
     for (const auto& e : sim.RxFrames(1))
         if ((conn == 0 || e.conn == conn) && e.frame.raw.opt.size() == 4)
-            out.push_back(GetField32(e.frame.raw.opt.data()));
+            out.push_back(GetLe32(e.frame.raw.opt.data()));
     return out;
 }
 

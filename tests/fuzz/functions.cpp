@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::unique_ptr<uint8_t[]> req(new uint8_t[len]);
     req[0] = data[1];
     req[1] = data[2];
-    PutField16(req.get() + 2, id);
+    PutLe16(req.get() + 2, id);
     memcpy(req.get() + 4, data + 3, size - 3);
     std::unique_ptr<uint8_t[]> ans(new uint8_t[limits::kAnswerBufSize]());
     size_t ansLen = 0;
