@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/ByteOrder.h"
@@ -42,27 +43,29 @@ Bytes ErrorCodeOpt(uint16_t code) {
 }
 
 Bytes FunctionCallPayload(uint16_t tag, uint16_t fid, const Bytes& params) {
-    Bytes p(10, 0);
+    // Sized once and filled in place: growing a vector just written through PutLe makes GCC 12
+    // at -O2 report a false -Warray-bounds on the copy.
+    Bytes p(10 + params.size(), 0);
     PutLe16(&p[0], tag);
     PutLe16(&p[2], fid);
-    p.insert(p.end(), params.begin(), params.end());
+    std::copy(params.begin(), params.end(), p.begin() + 10);
     return p;
 }
 
 Bytes FunctionCallBody(uint8_t dataType, const uint8_t mac[6], const Bytes& payload) {
-    Bytes b(11, 0);
+    Bytes b(11 + payload.size(), 0);
     b[2] = dataType;
     memcpy(&b[3], mac, 6);
     PutLe16(&b[9], static_cast<uint16_t>(payload.size()));
-    b.insert(b.end(), payload.begin(), payload.end());
+    std::copy(payload.begin(), payload.end(), b.begin() + 11);
     return b;
 }
 
 Bytes PlugDataBody(uint8_t dataType, const std::string& text, int lenField) {
-    Bytes b(5, 0);
+    Bytes b(5 + text.size(), 0);
     b[2] = dataType;
     PutLe16(&b[3], static_cast<uint16_t>(lenField >= 0 ? lenField : text.size()));
-    b.insert(b.end(), text.begin(), text.end());
+    std::copy(text.begin(), text.end(), b.begin() + 5);
     return b;
 }
 
