@@ -12,6 +12,7 @@
 #include "ipc/CommServer.h"
 #include "lan/Fn40.h"
 #include "lan/Lan.h"
+#include "platform/Crypto.h"
 #include "platform/Dispatch.h"
 #include "platform/Session.h"
 #include "platform/PlatformLink.h"
@@ -23,6 +24,7 @@ int main(int argc, char** argv) {
     // per-thread arena would keep its own private heap pages resident.
     mallopt(M_ARENA_MAX, 1);
 #endif
+    CryptoInit();
     ClockInitFromEnv();
     PathsInitFromEnv();
     SetFunctionCallHandler(ParserProtoolData);

@@ -27,7 +27,7 @@ int CommRQInit(CommRQ* q, int count, int slotSize) {
     if (!q || q->initialised.load() == 1 || !CountsValid(count, slotSize)) return -1;
     size_t bytes = static_cast<size_t>(count) * static_cast<size_t>(slotSize);
     std::unique_ptr<uint8_t*[]> slots(new (std::nothrow) uint8_t*[count]());
-    std::unique_ptr<uint8_t[]> storage(new (std::nothrow) uint8_t[bytes]());
+    std::unique_ptr<uint8_t[]> storage(new (std::nothrow) uint8_t[bytes]);
     std::unique_ptr<std::mutex> mutex(new (std::nothrow) std::mutex);
     if (!slots || !storage || !mutex) return -1;
     for (int i = 0; i < count; ++i)

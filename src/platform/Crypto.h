@@ -16,6 +16,12 @@ constexpr size_t AesPaddedLen(size_t len) {
     return len / kAesBlock * kAesBlock + kAesBlock;
 }
 
+// Sets the crypto library up for the agent, once, before any thread uses it. With OpenSSL it skips
+// what the agent never uses but would otherwise keep resident: the error-string tables (about
+// 180 kB of heap) and the system's openssl.cnf (the agent needs no provider or engine from it).
+// Nothing to do with mbedTLS.
+void CryptoInit();
+
 // AES-128-CBC, zero IV for every call. `key` is the KEY text: its first 16 bytes, zero from the
 // terminating NUL on (the KEY buffer is zero-filled), are the AES-128 key. aes_encrypt pads `in` as
 // above into `out` (AesPaddedLen(len) bytes) and stores the padded length in *outLen. aes_decrypt

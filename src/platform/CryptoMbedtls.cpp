@@ -61,6 +61,8 @@ private:
 
 }  // namespace
 
+void CryptoInit() {}
+
 int aes_encrypt(const char* key, const uint8_t* in, uint8_t* out, size_t len, size_t* outLen) {
     if (!key || !in || !out || !outLen) return -1;
     size_t padded = AesPaddedLen(len);

@@ -1,4 +1,5 @@
 // The crypto seam on OpenSSL libcrypto, through the EVP interface only (1.1 and 3.x).
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 #include <cstring>
@@ -43,6 +44,10 @@ int RunBlocks(EVP_CIPHER_CTX* ctx, const uint8_t* in, uint8_t* out, size_t len) 
 }
 
 }  // namespace
+
+void CryptoInit() {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
+}
 
 int aes_encrypt(const char* key, const uint8_t* in, uint8_t* out, size_t len, size_t* outLen) {
     if (!key || !in || !out || !outLen) return -1;
