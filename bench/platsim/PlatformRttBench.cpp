@@ -1,8 +1,10 @@
 // Function-call round trip: the platform simulator sends one function call at a time to a
 // logged-in agent (the real binary, logging off, real time) and waits for every reply frame of
-// that call before sending the next. Beside it, a plain loopback TCP echo in the same run.
+// that call before sending the next. Then the same calls straight on the session's socket, taken
+// over from the simulator (no simulator thread between the bench and the agent, as in the echo).
+// Beside them, a plain loopback TCP echo in the same run.
 //
-// usage: platform_rtt_bench [calls] [function id] [quick-ack 0|1]
+// usage: platform_rtt_bench [calls] [function id] [quick-ack 0|1] [debug log 0|1]
 //   The default function ID 89 is one no function table handles: the agent answers with a
 //   code-7 answer and a "parser error" reply, two frames per call.
 #include <algorithm>
@@ -12,8 +14,13 @@
 #include <cstdlib>
 #include <mutex>
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "EchoBaseline.h"
 #include "PlatformSim.h"
+#include "SimFrame.h"
+#include "SimMessages.h"
 #include "TestSupport.h"
 
 namespace {
@@ -75,12 +82,47 @@ size_t RepliesPerCall(psim::PlatformSim& sim, ReplyCounter& replies, uint16_t fi
     return replies.Count() - before;
 }
 
+// `calls` calls of `fid` written straight to the agent's socket; each waits for `perCall` reply
+// frames (type 26) read from the socket in the same thread. Empty on a socket error.
+std::vector<double> DirectCalls(int fd, const uint8_t mac[6], uint16_t fid, size_t calls,
+                                size_t perCall, double* seconds) {
+    std::vector<double> rtt;
+    psim::FrameCutter cutter;
+    uint8_t buf[4096];
+    auto start = Clock::now();
+    for (size_t i = 0; i < kWarmUp + calls; ++i) {
+        psim::Bytes frame = psim::BuildFrame(
+            kKey, 20, 0, {},
+            psim::FunctionCallBody(0, mac,
+                                   psim::FunctionCallPayload(static_cast<uint16_t>(i), fid, {})));
+        if (i == kWarmUp) start = Clock::now();
+        auto t0 = Clock::now();
+        if (send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(frame.size()))
+            return {};
+        for (size_t got = 0; got < perCall;) {
+            psim::RawFrame raw;
+            if (cutter.Next(&raw)) {
+                got += raw.MsgType() == 26;
+                continue;
+            }
+            ssize_t n = recv(fd, buf, sizeof buf, 0);
+            if (n <= 0) return {};
+            cutter.Append(buf, static_cast<size_t>(n));
+        }
+        if (i >= kWarmUp)
+            rtt.push_back(std::chrono::duration<double, std::micro>(Clock::now() - t0).count());
+    }
+    *seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    return rtt;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     size_t calls = argc > 1 ? strtoul(argv[1], nullptr, 10) : 5000;
     uint16_t fid = static_cast<uint16_t>(argc > 2 ? strtoul(argv[2], nullptr, 10) : 89);
     int quickAck = argc > 3 ? atoi(argv[3]) : 0;
+    bool debugLog = argc > 4 && atoi(argv[4]) != 0;
     testsupport::TempDir dir;
     psim::SimSettings s;
     s.key = kKey;
@@ -93,7 +135,10 @@ int main(int argc, char** argv) {
     testsupport::WriteFile(dir.File("plug.conf"),
                            std::string("[Dev]\nPIN=123456789012\n[Protool]\nKEY=") + kKey +
                                "\nSERVER1=127.0.0.1\nPORT=" + std::to_string(sim.RegPort()) + "\n");
-    testsupport::Child agent({PLUG_AGENT_PATH, "-f", dir.File("plug.conf"), "-m", "A1B2C3D4E5F6"},
+    std::vector<std::string> args = {PLUG_AGENT_PATH, "-f", dir.File("plug.conf"), "-m",
+                                     "A1B2C3D4E5F6"};
+    if (debugLog) args.push_back("-d");  // every line written to agent.log
+    testsupport::Child agent(args,
                              {{"PLUG_RUNTIME_DIR", dir.path()}}, dir.File("agent.log"));
     if (!sim.WaitForLine("type=1 ", 1, 30000)) {
         fprintf(stderr, "agent did not log in\n");
@@ -124,15 +169,27 @@ int main(int argc, char** argv) {
         rtt.push_back(std::chrono::duration<double, std::micro>(at - t0).count());
     }
     double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    uint8_t mac[6];
+    sim.AgentMac(mac);
+    int fd = sim.Detach();
+    double directSeconds = 0;
+    std::vector<double> direct = DirectCalls(fd, mac, fid, calls, perCall, &directSeconds);
+    if (fd >= 0) close(fd);
     sim.Stop();
     agent.Kill();
 
     auto t1 = Clock::now();
     std::vector<double> echo = EchoRoundTrips(calls, 64);
     double echoSeconds = std::chrono::duration<double>(Clock::now() - t1).count();
-    printf("function %u, %zu reply frame(s) per call, %zu calls one at a time, quick-ack %d\n", fid,
-           perCall, calls, quickAck);
+    printf("function %u, %zu reply frame(s) per call, %zu calls one at a time, quick-ack %d, "
+           "debug log %s\n",
+           fid, perCall, calls, quickAck, debugLog ? "on" : "off");
     Report("agent function call", rtt, seconds);
+    if (direct.empty()) {
+        fprintf(stderr, "direct calls on the session socket failed\n");
+        return 1;
+    }
+    Report("same, straight on the socket", direct, directSeconds);
     Report("loopback TCP echo (64 B)", echo, echoSeconds);
     return 0;
 }

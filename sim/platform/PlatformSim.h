@@ -69,6 +69,9 @@ public:
     void SendJunk(size_t n);
     void Disconnect();  // type 3
     void Drop();        // closes the connection
+    // Hands the current connection's socket (blocking mode) to the caller, who then owns it: the
+    // simulator forgets it and no longer reads, answers or closes it. -1 without a connection.
+    int Detach();
     void Print(const std::string& line);
 
     // The MAC the agent registered with (zero before a register frame).

@@ -1,6 +1,10 @@
 // The platform's side of a session: answers to register, login and heartbeat frames, and the
 // requests a person or a test sends to the agent.
+#include <fcntl.h>
+
 #include <cstring>
+#include <future>
+#include <memory>
 #include <sstream>
 
 #include "FuncDecode.h"
@@ -124,6 +128,23 @@ void PlatformSim::AnswerHeartbeat(Conn& c, const RawFrame& raw) {
         sum = static_cast<uint8_t>(sum + b);
     Print("TX conn=" + std::to_string(c.id) + " heartbeat-answer type=2");
     SendOn(c.id, BuildRawFrame(2, 0, raw.opt, Bytes(), sum), "heartbeat-answer");
+}
+
+int PlatformSim::Detach() {
+    auto done = std::make_shared<std::promise<int>>();
+    std::future<int> fd = done->get_future();
+    Post([this, done] {
+        Conn* c = Current();
+        if (!c) {
+            done->set_value(-1);
+            return;
+        }
+        int taken = c->fd;
+        fcntl(taken, F_SETFL, fcntl(taken, F_GETFL) & ~O_NONBLOCK);
+        conns_.erase(c->id);
+        done->set_value(taken);
+    });
+    return fd.get();
 }
 
 int PlatformSim::Call(uint16_t fid, const Bytes& params) {
