@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 
 #include <sys/socket.h>
@@ -80,6 +81,24 @@ size_t RepliesPerCall(psim::PlatformSim& sim, ReplyCounter& replies, uint16_t fi
     // Any further reply of the same call follows at once.
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     return replies.Count() - before;
+}
+
+// CPU time (user, system) the process has used so far, in microseconds, from /proc/PID/stat.
+bool CpuUs(pid_t pid, double* user, double* sys) {
+    FILE* f = fopen(("/proc/" + std::to_string(pid) + "/stat").c_str(), "r");
+    if (!f) return false;
+    char buf[1024];
+    size_t n = fread(buf, 1, sizeof buf - 1, f);
+    fclose(f);
+    buf[n] = '\0';
+    const char* p = strrchr(buf, ')');  // the name may hold spaces; fields follow its ')'
+    unsigned long long ut = 0, st = 0;
+    if (!p || sscanf(p + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %llu %llu", &ut, &st) != 2)
+        return false;
+    double tick = 1e6 / static_cast<double>(sysconf(_SC_CLK_TCK));
+    *user = static_cast<double>(ut) * tick;
+    *sys = static_cast<double>(st) * tick;
+    return true;
 }
 
 // `calls` calls of `fid` written straight to the agent's socket; each waits for `perCall` reply
@@ -173,7 +192,10 @@ int main(int argc, char** argv) {
     sim.AgentMac(mac);
     int fd = sim.Detach();
     double directSeconds = 0;
+    double user0 = 0, sys0 = 0, user1 = 0, sys1 = 0;
+    bool cpu = CpuUs(agent.pid(), &user0, &sys0);
     std::vector<double> direct = DirectCalls(fd, mac, fid, calls, perCall, &directSeconds);
+    cpu = cpu && CpuUs(agent.pid(), &user1, &sys1);
     if (fd >= 0) close(fd);
     sim.Stop();
     agent.Kill();
@@ -190,6 +212,11 @@ int main(int argc, char** argv) {
         return 1;
     }
     Report("same, straight on the socket", direct, directSeconds);
+    if (cpu) {
+        double n = static_cast<double>(kWarmUp + calls);
+        printf("agent CPU per call (straight calls): user %.1f us, system %.1f us\n",
+               (user1 - user0) / n, (sys1 - sys0) / n);
+    }
     Report("loopback TCP echo (64 B)", echo, echoSeconds);
     return 0;
 }
