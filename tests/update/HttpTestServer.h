@@ -1,6 +1,5 @@
 // A scripted HTTP server on loopback for the download tests: it accepts connections one after
-// the other, keeps each request's text, and answers with fixed bytes, then closes, or stays
-// silent (connection held open) until stopped.
+// the other, keeps each request's text, answers with fixed bytes and closes.
 #pragma once
 
 #include <arpa/inet.h>
@@ -40,8 +39,8 @@ inline int FreeLoopbackPort() {
 
 class HttpTestServer {
 public:
-    explicit HttpTestServer(std::string response, bool silent = false)
-        : response_(std::move(response)), silent_(silent), listenFd_(ListenLoopback(&port_)) {
+    explicit HttpTestServer(std::string response)
+        : response_(std::move(response)), listenFd_(ListenLoopback(&port_)) {
         if (pipe(stop_) != 0) throw std::runtime_error("pipe");
         thread_ = std::thread([this] { Run(); });
     }
@@ -79,8 +78,7 @@ private:
                 std::lock_guard<std::mutex> g(mu_);
                 lastRequest_ = req;
             }
-            if (silent_) Readable(stop_[0]);
-            for (size_t off = 0; !silent_ && off < response_.size(); off += static_cast<size_t>(n))
+            for (size_t off = 0; off < response_.size(); off += static_cast<size_t>(n))
                 if ((n = send(fd, response_.data() + off, response_.size() - off, MSG_NOSIGNAL)) <=
                     0)
                     break;
@@ -89,7 +87,6 @@ private:
     }
 
     std::string response_;
-    bool silent_;
     int port_ = 0;
     int listenFd_;
     int stop_[2] = {-1, -1};
