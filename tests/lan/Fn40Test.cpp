@@ -108,14 +108,13 @@ TEST_F(Fn40Test, PendingSlotsAreReportedOnce) {
     }
     l_debug = 0;
     // 0, 40, 0, 1 device; MAC; the 32 data bytes as received; 1 online.
-    Bytes msg = lantest::Hex("00 00 28 00 00 00 01 00 10 11 12 13 14 15");
-    msg.resize(46, 0x40);
-    msg.push_back(1);
-    EXPECT_EQ(1u, log.Count(lantest::HexDump(msg)));
+    const std::string data = "40 40 40 40 40 40 40 40 40 40 40 40 40 40 40 40 ";
+    const std::string msg = "00 00 28 00 00 00 01 00 10 11 12 13 14 15 " + data + data + "01 ";
+    EXPECT_EQ(1u, log.Count(msg)) << log.Text();
     EXPECT_EQ(1u, log.Count("Online subdev:"));
     uint8_t built[47];
-    BuildDevReport(built, msg.data() + 8, 38);
-    EXPECT_EQ(msg, Bytes(built, built + 47));
+    BuildDevReport(built, lantest::Hex(msg).data() + 8, 38);
+    EXPECT_EQ(lantest::Hex(msg), Bytes(built, built + 47));
 }
 
 }  // namespace

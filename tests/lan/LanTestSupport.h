@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -15,17 +14,6 @@ namespace lantest {
 
 using Bytes = std::vector<uint8_t>;
 using testsupport::Hex;
-
-// "AB CD 05 " as LogHexBytes prints it.
-inline std::string HexDump(const Bytes& b) {
-    std::string s;
-    char hex[4];
-    for (uint8_t v : b) {
-        snprintf(hex, sizeof hex, "%02X ", v);
-        s += hex;
-    }
-    return s;
-}
 
 class Lan {
 public:
