@@ -17,17 +17,13 @@ using lantest::Bytes;
 using lantest::Hex;
 using lantest::SdkDev;
 
-Bytes Name16(const std::string& s) {
-    Bytes b(s.begin(), s.end());
-    b.resize(16, 0);
+// One record of the function-63 message: address and MAC, the name in 16 bytes, the rest.
+Bytes Rec(const std::string& ipMac, const std::string& name, const std::string& rest) {
+    Bytes b = Hex(ipMac), tail = Hex(rest);
+    b.insert(b.end(), name.begin(), name.end());
+    b.resize(b.size() + 16 - name.size(), 0);
+    b.insert(b.end(), tail.begin(), tail.end());
     return b;
-}
-
-Bytes Cat(std::initializer_list<Bytes> parts) {
-    Bytes out;
-    for (const Bytes& p : parts)
-        out.insert(out.end(), p.begin(), p.end());
-    return out;
 }
 
 std::string Devices(int n) {
@@ -75,28 +71,16 @@ TEST_F(SubdevScanTest, RouterDevicesAndArpHostsMakeOneMessage) {
         "192.168.1.53\t0x1\t0x2\t02:00:00:00:00:53\t*\tbr-lan\n");
     ASSERT_TRUE(Scan());
     EXPECT_TRUE(log.Contains("InNetSeg=192.168.1."));
-    const Bytes ok = Hex("01 01");
-    Bytes expected = Cat({
-        Hex("05 00 3F 00 00 00 05 00"),
-        Hex("C0 A8 01 64 3C 22 FB 91 0A 11"),
-        Name16("phone"),
-        Hex("E8 03 00 00 00 00 00 00 E0 93 04 00 00 00 00 00 01 01 02"),
-        Hex("C0 A8 01 65 A4 5E 60 D2 33 02"),
-        Name16("abcdefghijklmno"),
-        Hex("01 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 01 01 03"),
-        Hex("C0 A8 01 32 B8 27 EB 12 34 56"),
-        Name16("printer"),
-        Bytes(16, 0),
-        Hex("00 01 01"),
-        Hex("C0 A8 01 34 02 00 00 00 00 52"),
-        Name16("unknown-device"),
-        Bytes(16, 0),
-        Hex("00 01 01"),
-        Hex("C0 A8 01 35 02 00 00 00 00 53"),
-        Name16("unknown-device"),
-        Bytes(16, 0),
-        Hex("00 01 01"),
-    });
+    const std::string arpOnly = std::string(32, '0') + "00 01 01";
+    Bytes expected = Hex("05 00 3F 00 00 00 05 00");
+    for (const Bytes& rec : {Rec("C0 A8 01 64 3C 22 FB 91 0A 11", "phone",
+                                 "E8 03 00 00 00 00 00 00 E0 93 04 00 00 00 00 00 01 01 02"),
+                             Rec("C0 A8 01 65 A4 5E 60 D2 33 02", "abcdefghijklmno",
+                                 "01 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 01 01 03"),
+                             Rec("C0 A8 01 32 B8 27 EB 12 34 56", "printer", arpOnly),
+                             Rec("C0 A8 01 34 02 00 00 00 00 52", "unknown-device", arpOnly),
+                             Rec("C0 A8 01 35 02 00 00 00 00 53", "unknown-device", arpOnly)})
+        expected.insert(expected.end(), rec.begin(), rec.end());
     EXPECT_EQ(expected, BuildSubdevMessage(*t, 5));
     EXPECT_FALSE(log.Contains("BlackNum"));
 

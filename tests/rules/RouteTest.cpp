@@ -1,7 +1,5 @@
 // Port mappings: the iptables argument vectors (recorded by a fake iptables first on PATH), the
-// refusal of bad payloads before anything runs, and, as root, the real nat table of a network
-// namespace.
-#include <fcntl.h>
+// refusal of bad payloads before anything runs, and, as root, the real nat table.
 #include <sched.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -42,6 +40,7 @@ TEST(PortMapping, ArgumentVectorsResultsAndRefusals) {
     chmod(dir.File("iptables").c_str(), 0755);
     const std::string path = getenv("PATH");
     setenv("PATH", (dir.path() + ":" + path).c_str(), 1);
+    const std::string ports = " PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=80";
     const RouteCase cases[] = {
         {Obj("FLAG=1" + kMapping), 0,
          " route_cmd1: \niptables -t nat -A PREROUTING -d 10.0.0.1 -p tcp -m tcp --dport 8080 -j "
@@ -59,14 +58,8 @@ TEST(PortMapping, ArgumentVectorsResultsAndRefusals) {
         {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=8080 POST_IP=192.168.1.5"), -7, "error = [-7]", {}},
         {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=#8080 POST_IP=1.2.3.4 POST_PORT=80"), -5, "[-5]", {}},
         {Obj("FLAG=2" + kMapping), -8, ": error = [-8]", {}},
-        {Obj("FLAG=1 PRE_IP=10.0.0.1;reboot PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=80"),
-         -9,
-         "Wrong route param",
-         {}},
-        {Obj("FLAG=1 PRE_IP=" + std::string(40, '1') + " PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=80"),
-         -9,
-         "error = [-9]",
-         {}},
+        {Obj("FLAG=1 PRE_IP=10.0.0.1;reboot" + ports), -9, "Wrong route param", {}},
+        {Obj("FLAG=1 PRE_IP=" + std::string(40, '1') + ports), -9, "error = [-9]", {}},
         {Obj("FLAG=0 PRE_IP=10.0.0.1 PRE_PORT=0 POST_IP=1.2.3.4 POST_PORT=80"), -9, "[-9]", {}},
         {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=65536"), -9, "[-9]", {}},
         {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=80 POST_IP=1.2.3.256 POST_PORT=80"), -9, "[-9]", {}},
@@ -82,45 +75,31 @@ TEST(PortMapping, ArgumentVectorsResultsAndRefusals) {
     setenv("PATH", path.c_str(), 1);
 }
 
-// ParseRouteParam(payload) in a child process that joined the network namespace `ns`.
-int ParseInNamespace(const std::string& ns, const std::string& payload) {
+// As root, the same add, repeated add and delete on the real nat table of a private network
+// namespace (a child process unshares one); the table is listed after each step.
+TEST(PortMapping, RealNatTableInAPrivateNetworkNamespace) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root for a network namespace";
+    testsupport::TempDir dir;
     pid_t pid = fork();
     if (pid == 0) {
-        int fd = open(("/run/netns/" + ns).c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0 || setns(fd, CLONE_NEWNET) != 0) _exit(100);
-        _exit(ParseRouteParam(payload.c_str()) == 0 ? 0 : 101);
+        int failed = unshare(CLONE_NEWNET);
+        for (const char* step : {"1", "1", "0"})
+            failed |= ParseRouteParam(Obj(std::string("FLAG=") + step + kMapping).c_str()) |
+                      RunProcess({"iptables", "-t", "nat", "-S"},
+                                 {ProcessOutput::kFile, dir.File(std::string("nat") + step)});
+        _exit(failed == 0 ? 0 : 1);
     }
     int status = -1;
     waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-// The "-A" lines of `ip netns exec <ns> iptables -t nat -S`.
-Lines NatRules(const std::string& ns) {
-    testsupport::TempDir dir;
-    RunProcess({"ip", "netns", "exec", ns, "iptables", "-t", "nat", "-S"},
-               {ProcessOutput::kFile, dir.File("nat")});
-    return rulestest::LinesOf(testsupport::ReadFile(dir.File("nat")), "-A ");
-}
-
-TEST(PortMapping, RealNatTableInANetworkNamespace) {
-    if (geteuid() != 0) GTEST_SKIP() << "needs root for a network namespace";
-    if (RunProcess({"iptables", "-V"}, {ProcessOutput::kFile, "/dev/null"}) != 0)
-        GTEST_SKIP() << "no iptables (scripts/install-deps.sh installs it)";
-    const std::string ns = "plugrules" + std::to_string(getpid());
-    ASSERT_EQ(0, RunProcess({"ip", "netns", "add", ns}));
+    ASSERT_EQ(0, status);
     const Lines mapped = {
         "-A PREROUTING -d 10.0.0.1/32 -p tcp -m tcp --dport 8080 -j DNAT --to-destination "
         "192.168.1.5:80",
         "-A POSTROUTING -d 192.168.1.5/32 -p tcp -m tcp --dport 80 -j SNAT --to-source "
         "10.0.0.1:8080"};
-    EXPECT_EQ(0, ParseInNamespace(ns, Obj("FLAG=1" + kMapping)));
-    EXPECT_EQ(mapped, NatRules(ns));
-    EXPECT_EQ(0, ParseInNamespace(ns, Obj("FLAG=1" + kMapping)));
-    EXPECT_EQ(mapped, NatRules(ns)) << "a second add leaves one copy";
-    EXPECT_EQ(0, ParseInNamespace(ns, Obj("FLAG=0" + kMapping)));
-    EXPECT_EQ(Lines{}, NatRules(ns));
-    RunProcess({"ip", "netns", "del", ns});
+    EXPECT_EQ(mapped, rulestest::LinesOf(testsupport::ReadFile(dir.File("nat1")), "-A "))
+        << "a second add leaves one copy";
+    EXPECT_EQ(Lines{}, rulestest::LinesOf(testsupport::ReadFile(dir.File("nat0")), "-A "));
 }
 
 }  // namespace

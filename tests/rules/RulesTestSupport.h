@@ -2,8 +2,6 @@
 // bundled state and its call log in a temporary directory) and compact JSON payloads.
 #pragma once
 
-#include <cjson/cJSON.h>
-
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -60,19 +58,6 @@ public:
         return LinesOf(testsupport::ReadFile(dir_.File("calls.log")), prefix);
     }
     void ClearCalls() const { testsupport::WriteFile(dir_.File("calls.log"), ""); }
-    // access_control of the attached device `mac` in the state file; -1 when absent.
-    int Access(const std::string& mac) const {
-        cJSON* root = cJSON_Parse(testsupport::ReadFile(dir_.File("state.json")).c_str());
-        int value = -1;
-        const cJSON* dev = nullptr;
-        cJSON_ArrayForEach(dev, cJSON_GetObjectItem(root, "devices")) {
-            const char* m = cJSON_GetStringValue(cJSON_GetObjectItem(dev, "mac"));
-            if (m != nullptr && mac == m)
-                value = cJSON_GetObjectItem(dev, "access_control")->valueint;
-        }
-        cJSON_Delete(root);
-        return value;
-    }
 
 private:
     testsupport::TempDir dir_;

@@ -1,5 +1,5 @@
-// ParserPlug over good and bad plug-in data (one table: input, result, log text), the update
-// state it leaves, and the file MD5 against md5sum.
+// ParserPlug and ParserPlugData over good and bad plug-in data (one table each: input, result,
+// log text) and the update state the parser leaves.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -9,7 +9,6 @@
 
 #include "TestSupport.h"
 #include "core/Paths.h"
-#include "core/Process.h"
 #include "functions/ParseJson.h"
 #include "platform/Session.h"
 #include "update/PlugUpdate.h"
@@ -102,33 +101,6 @@ TEST(PayloadTest, StateLeftByTheParser) {
     EXPECT_EQ(Fn40Interval.load(), 18);
     EXPECT_EQ(AutoReportDevinfo.load(), 1);
 }
-
-TEST(PayloadTest, FileMd5MatchesMd5sum) {
-    testsupport::TempDir dir;
-    for (size_t size : {0u, 1024u, 4096u, 5000u}) {
-        std::string path = dir.File("f" + std::to_string(size));
-        std::string data(size, '\0');
-        for (size_t i = 0; i < size; ++i)
-            data[i] = static_cast<char>(i * 31 + 7);
-        testsupport::WriteFile(path, data);
-        Process md5sum;
-        ASSERT_EQ(md5sum.Start({"md5sum", path}, {ProcessOutput::kPipe, ""}), 0);
-        std::string line;
-        ASSERT_TRUE(md5sum.ReadLine(&line, 200));
-        md5sum.Wait();
-        char hex[kMd5HexSize];
-        ASSERT_EQ(Compute_file_md5(path.c_str(), hex), 0);
-        EXPECT_EQ(line.substr(0, 32), hex) << size;
-    }
-    LogCapture log;
-    char hex[kMd5HexSize];
-    EXPECT_EQ(Compute_file_md5(dir.File("missing").c_str(), hex), -1);
-    EXPECT_TRUE(log.Contains("fopen"));
-}
-
-}  // namespace
-
-namespace {
 
 // ParserPlugData's table for the types that send nothing when no platform session is up.
 TEST(PlugDataTest, DispatchByDataType) {
