@@ -1,17 +1,23 @@
-// Every ComF_ request over the socket: the bytes the agent sends (written by hand), the answer
-// the companion gives and what the request hands back.
+// Requests to the companion over the socket: the platform function rows 70-88 (request in, the
+// frame the agent sends, the companion's answer, the platform answer out), the wait for the
+// awaited function ID and the request time-outs. Expected bytes are written by hand.
 #include <functional>
 #include <string>
 
 #include "CommServerFixture.h"
+#include "functions/CompanionRows.h"
 #include "ipc/AutoReport.h"
 #include "ipc/ComF.h"
 #include "ipc/CommRequest.h"
 #include "platform/Protool.h"
 
+using testsupport::Hex;
 using testsupport::LogCapture;
 
 namespace {
+
+Bytes Str(const std::string& s) { return Bytes(s.begin(), s.end()); }
+Bytes Cat(Bytes a, const Bytes& b) { a.insert(a.end(), b.begin(), b.end()); return a; }
 
 class RequestTest : public CommServerTest {
 protected:
@@ -19,76 +25,111 @@ protected:
         CommServerTest::SetUp();
         ASSERT_TRUE(Attach(c));
     }
-    // Runs `call` while the companion reads `sentLen` bytes and answers with `answer` (no
-    // answer when empty). Returns what was sent.
+    // Runs `call` while the companion reads `sentLen` bytes and answers with `answer` (nothing
+    // read or answered when 0 / empty). Returns what was sent.
     Bytes Exchange(const std::function<void()>& call, size_t sentLen, const Bytes& answer) {
         std::thread t(call);
-        Bytes sent = c.Read(sentLen);
+        Bytes sent = sentLen ? c.Read(sentLen) : Bytes{};
         if (!answer.empty()) c.Send(answer);
         t.join();
         return sent;
     }
+    // Runs a function row on request tag 12 34, `id`, 6 bytes to offset 10, then `params`;
+    // returns the platform answer after its tag and ID.
+    Bytes Row(FnHandler fn, uint16_t id, const Bytes& params, size_t sentLen, const Bytes& answer,
+              Bytes* sent) {
+        Bytes req = Cat({0x12, 0x34, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8), 0, 0,
+                         0, 0, 0, 0},
+                        params);
+        Bytes ans(8192, 0);
+        FnCall call{req.data(), req.size(), ans.data(), 0};
+        *sent = Exchange([&] { fn(call); }, sentLen, answer);
+        if (call.ansLen < 4) return {};
+        EXPECT_EQ(Bytes(ans.begin(), ans.begin() + 4), Bytes(req.begin(), req.begin() + 4)) << id;
+        return Bytes(ans.begin() + 4, ans.begin() + static_cast<long>(call.ansLen));
+    }
     RawCompanion c;
 };
 
-// The agent's frame for `id` with sequence `s` and a payload (length and sum worked out here).
-Bytes AgentFrame(uint16_t id, uint8_t s, const Bytes& payload) {
-    Bytes f = CompanionFrame(id, s, payload);
-    return f;
-}
+const std::string kAutoText = "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}";
+const std::string kAutoSent = kAutoText.substr(0, kAutoText.size() - 1) +
+                              ",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
+                              "\"cycleReportStart\":\"0.000000\",\"save\":1}";
 
-struct RequestCase {
-    const char* name;
-    std::function<unsigned()> call;
+struct RowCase {
+    FnHandler fn;
     uint16_t id;
-    Bytes sentPayload;
-    Bytes answerPayload;
-    unsigned expected;
+    Bytes params;
+    Bytes sent;    // payload of the frame to the companion; empty: nothing is sent
+    Bytes answer;  // the companion's answer payload (status first)
+    const char* out;  // platform answer after tag and ID: code (2), then the data
+    const char* log;
 };
 
-TEST_F(RequestTest, EveryRequestWithItsFrameAndAnswer) {
-    uint8_t band = 0, support = 0, mesh = 0, roaming = 0, pair[2] = {0, 0};
-    Bytes wan(228, 0x33);
-    std::vector<RequestCase> cases = {
-        {"freqband", [&] { return ComF_get_wifi_freqband(2, &band); }, 70, {2}, {0, 5}, 0},
-        {"mesh support", [&] { return ComF_get_mesh_support(&support); }, 71, {'i'}, {0, 1}, 0},
-        {"set mesh", [] { return ComF_set_mesh_switch(1); }, 72, {1}, {0}, 0},
-        {"mesh switch", [&] { return ComF_get_mesh_switch(&mesh); }, 73, {'i'}, {0, 1}, 0},
-        {"set roaming", [] { return ComF_set_mesh_roaming_switch(0); }, 74, {0}, {3}, 3},
-        {"roaming", [&] { return ComF_get_mesh_roaming_switch(&roaming); }, 75, {'i'}, {0, 1}, 0},
-        {"set threshold",
-         [] { return ComF_set_mesh_roaming_threshold(2, 70); },
-         76,
-         {2, 70},
-         {0},
-         0},
-        {"threshold",
-         [&] { return ComF_get_mesh_roaming_threshold(pair); },
-         77,
-         {'i'},
-         {0, 4, 80},
-         0},
-        {"topology", [] { return ComF_get_mesh_topology(); }, 78, {'i'}, {0, 't', 'o', 'p'}, 0},
-        {"adj wifi", [] { return ComF_get_adj_wifi_info(); }, 79, {'i'}, {0, 1, 0, 9}, 0},
-        {"bssid", [] { return ComF_get_bssid(); }, 80, {'i'}, {0, 1, 2, 3, 4, 5, 6}, 0},
-        {"wan", [&] { return ComF_set_wan_cfg(wan.data(), wan.size()); }, 82, wan, {0}, 0},
-        {"optimize", [] { return ComF_trig_onekey_optimize(); }, 83, {'i'}, {0}, 0},
-        {"diagnosis", [] { return ComF_trig_fault_diagnosis(); }, 85, {'i'}, {2}, 2},
+TEST_F(RequestTest, FunctionRowsFramesAndAnswers) {
+    const Bytes q{'i'};
+    const RowCase rows[] = {
+        {Fn70GetWifiFreqband, 70, {2}, {2}, {0, 5}, "00 00 05", ""},
+        {Fn71GetMeshSupport, 71, {}, q, {0, 1}, "00 00 01", ""},
+        {Fn72SetMeshSwitch, 72, {1}, {1}, {0}, "00 00", "Set mesh switch=1"},
+        {Fn73GetMeshSwitch, 73, {}, q, {0, 1}, "00 00 01", ""},
+        {Fn74SetMeshRoamingSwitch, 74, {0}, {0}, {4}, "04 00",
+         "ERROR: set mesh roaming switch failed! ret=4"},
+        {Fn75GetMeshRoamingSwitch, 75, {}, q, {0, 0}, "00 00 00", ""},
+        {Fn76SetMeshRoamingThreshold, 76, {1, 60}, {1, 60}, {0}, "00 00",
+         "Set mesh roaming index=1, threshold=60"},
+        {Fn77GetMeshRoamingThreshold, 77, {}, q, {0, 3, 75}, "00 00 03 4B", "get threshold 3,75"},
+        {Fn78GetMeshTopology, 78, {}, q, {0, 'a', 'b', 'c'}, "00 00 03 00 61 62 63", ""},
+        {Fn78GetMeshTopology, 78, {}, q, {6}, "06 00", "ERROR: get mesh topology failed! ret=6"},
+        {Fn79GetAdjWifiInfo, 79, {}, q, {0, 1, 0, 7}, "00 00 03 00 01 00 07", ""},
+        {Fn79GetAdjWifiInfo, 79, {}, q, {0, 1}, "01 00", "ERROR: Data length is too short! len=1"},
+        {Fn80GetBssid, 80, {}, q, {0, 1, 2, 3, 4, 5, 6}, "00 00 06 00 01 02 03 04 05 06", ""},
+        {Fn80GetBssid, 80, {}, q, {0, 1, 2}, "01 00", ""},
+        {Fn83TrigOnekeyOptimize, 83, {}, q, {0}, "00 00", ""},
+        {Fn85TrigFaultDiagnosis, 85, {}, q, {9}, "09 00",
+         "ERROR: trigger fault diagnosis failed! ret=9"},
+        {Fn88SetAutoReport, 88, Cat({static_cast<uint8_t>(kAutoText.size()), 0}, Str(kAutoText)),
+         Str(kAutoSent), {0}, "00 00", "88 jsonLen: 45"},
+        // Parameters missing from the request are refused before anything is sent.
+        {Fn72SetMeshSwitch, 72, {}, {}, {}, "01 00", "function 72 parameters too short! len=10"},
+        {Fn76SetMeshRoamingThreshold, 76, {1}, {}, {}, "01 00", "76 parameters too short! len=11"},
+        {Fn82SetWanCfg, 82, Bytes(100, 0), {}, {}, "01 00", "82 parameters too short! len=110"},
+        {Fn88SetAutoReport, 88, {50, 0, '{'}, {}, {}, "01 00", "88 parameters too short! len=13"},
     };
     uint8_t s = 0;
-    for (const RequestCase& rc : cases) {
-        unsigned ret = 99;
-        Bytes sent = Exchange([&] { ret = rc.call(); }, 14 + rc.sentPayload.size(),
-                              Answer(rc.id, rc.answerPayload));
-        EXPECT_EQ(sent, AgentFrame(rc.id, ++s, rc.sentPayload)) << rc.name;
-        EXPECT_EQ(ret, rc.expected) << rc.name;
+    for (const RowCase& r : rows) {
+        LogCapture log;
+        Bytes sent;
+        size_t sentLen = r.sent.empty() ? 0 : 14 + r.sent.size();
+        Bytes out = Row(r.fn, r.id, r.params, sentLen, r.answer.empty() ? Bytes{} : Answer(r.id, r.answer),
+                        &sent);
+        EXPECT_EQ(out, Hex(r.out)) << r.id << " " << r.out;
+        if (!r.sent.empty()) {
+            EXPECT_EQ(sent, CompanionFrame(r.id, ++s, r.sent)) << r.id;
+        }
+        EXPECT_TRUE(log.Contains(r.log)) << r.id << ": " << r.log;
     }
-    EXPECT_EQ(band, 5);
-    EXPECT_EQ(support, 1);
-    EXPECT_EQ(mesh, 1);
-    EXPECT_EQ(roaming, 1);
-    EXPECT_EQ(pair[0], 4);
-    EXPECT_EQ(pair[1], 80);
+    // Without a companion the request fails at once and the row answers code 1.
+    ASSERT_TRUE(Detach(c));
+    LogCapture log;
+    Bytes sent;
+    EXPECT_EQ(Row(Fn73GetMeshSwitch, 73, {}, 0, {}, &sent), Hex("01 00"));
+    EXPECT_TRUE(log.Contains("ERROR: get mesh switch failed! ret=1"));
+}
+
+// The WAN record goes out with its IPv4 fields (32-bit, from offset 205) reversed.
+TEST_F(RequestTest, WanRecordIpv4FieldsAreReversed) {
+    Bytes record(228);
+    for (size_t i = 0; i < record.size(); ++i)
+        record[i] = static_cast<uint8_t>(i);
+    Bytes sent;
+    EXPECT_EQ(Row(Fn82SetWanCfg, 82, record, 14 + 228, Answer(82, {0}), &sent), Hex("00 00"));
+    ASSERT_EQ(sent.size(), 242u);
+    EXPECT_EQ(Bytes(sent.begin(), sent.begin() + 4), Hex("5A 5A 52 00"));
+    const uint8_t* rec = sent.data() + 14;
+    EXPECT_EQ(Bytes(rec, rec + 8), (Bytes{0, 1, 2, 3, 4, 5, 6, 7}));
+    EXPECT_EQ(Bytes(rec + 205, rec + 213), (Bytes{208, 207, 206, 205, 212, 211, 210, 209}));
+    EXPECT_EQ(Bytes(rec + 221, rec + 228), (Bytes{224, 223, 222, 221, 225, 226, 227}));
 }
 
 // While a request waits, a report and an answer to another function ID are handled as what they
@@ -116,54 +157,36 @@ TEST_F(RequestTest, OnlyTheAnswerToTheAwaitedIdEndsTheWait) {
     EXPECT_EQ(Bytes(rx, rx + 7), (Bytes{0x05, 0x04, 0x00, 'A', 'B', 'C', 0x00}));
 }
 
-TEST_F(RequestTest, PluginStateAndAutoReportConfiguration) {
+TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
     unsigned ret = 99;
     std::string online = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}";
-    Bytes state(online.begin(), online.end());
-    Bytes sent = Exchange([&] { ret = ComF_send_pluginstate(); }, 14 + state.size(), {});
+    Bytes sent = Exchange([&] { ret = ComF_send_pluginstate(); }, 14 + online.size(), {});
     EXPECT_EQ(ret, 0u);
-    EXPECT_EQ(sent, AgentFrame(998, 1, state));
+    EXPECT_EQ(sent, CompanionFrame(998, 1, Str(online)));
     // The 997 answer's own first byte is the request's status.
     std::string conf = "{\"referNum\":2000,\"interval2\":1440,\"interval3\":30}";
     uint8_t s = 1;
     for (uint8_t status : {0, 6}) {
         LogCapture log;
-        Bytes answer{status};
-        answer.insert(answer.end(), conf.begin(), conf.end());
-        sent = Exchange([&] { ret = ComF_get_autoreport_conf(); }, 15, Answer(997, answer));
+        sent = Exchange([&] { ret = ComF_get_autoreport_conf(); }, 15,
+                        Answer(997, Cat({status}, Str(conf))));
         EXPECT_EQ(sent, QueryFrame(997, ++s));
         EXPECT_EQ(ret, status);
         EXPECT_EQ(referNum.load(), status == 0 ? 2000 : -1);
         EXPECT_TRUE(log.Contains("DEBUG: get auto report config info success."));
     }
-}
-
-TEST_F(RequestTest, SetAutoReportSendsTheTextWithItsTimes) {
-    std::string json = "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}";
-    std::string expected =
-        "{\"referNum\":1000,\"interval2\":0,\"interval3\":0,\"serverDiff\":0,"
-        "\"dayReportTime\":\"0.000000\",\"cycleReportStart\":\"0.000000\",\"save\":1}";
-    unsigned ret = 99;
-    Bytes sent = Exchange([&] { ret = ComF_set_auto_report(json.c_str(), json.size()); },
-                          14 + expected.size(), Answer(88, {0}));
-    EXPECT_EQ(sent, AgentFrame(88, 1, Bytes(expected.begin(), expected.end())));
-    EXPECT_EQ(ret, 0u);
-}
-
-TEST_F(RequestTest, CalibrationIsSentWithoutWaiting) {
+    // Calibration goes out without waiting for an answer.
     const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
     SetRouteMac(mac);
-    std::string conf = "{\"referNum\":1000,\"interval1\":1,\"interval2\":0,\"interval3\":0}";
-    Bytes payload{0};
-    payload.insert(payload.end(), conf.begin(), conf.end());
+    Bytes payload = Cat({0}, Str("{\"referNum\":1000,\"interval1\":1,\"interval2\":0,\"interval3\":0}"));
     Comm_get_88Conf(payload.data(), payload.size());
     intervalFlag2.store(5);  // neither closed nor daily: no midnight-dependent daily time
     LogCapture log;
     std::string expected =
         "{\"interval1\":1,\"interval2\":5,\"interval3\":0,\"dayReportTime\":\"0.000000\","
         "\"cycleReportStart\":\"0.000000\",\"save\":0}";
-    Bytes sent = Exchange([] { ComF_send_calibration(); }, 14 + expected.size(), {});
-    EXPECT_EQ(sent, AgentFrame(88, 1, Bytes(expected.begin(), expected.end())));
+    sent = Exchange([] { ComF_send_calibration(); }, 14 + expected.size(), {});
+    EXPECT_EQ(sent, CompanionFrame(88, ++s, Str(expected)));
     EXPECT_TRUE(log.Contains("Send calibration success, No need return!"));
 }
 
