@@ -9,6 +9,14 @@ using testsupport::LogCapture;
 
 namespace {
 
+// A joined thread may linger in /proc for a moment after its exit (long under qemu-user), also
+// when a count is taken; a leaked thread per cycle stays and shows many times over.
+void ExpectNothingLeft(size_t threads, size_t fds) {
+    EXPECT_TRUE(SpinUntil([&] { return CountEntries("/proc/self/task") <= threads; }))
+        << CountEntries("/proc/self/task") << " threads, " << threads << " before";
+    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
+}
+
 TEST_F(CommServerTest, SocketIsPrivateToTheAgentUser) {
     ASSERT_TRUE(SpinUntil([] { return access(Paths().commServer.c_str(), F_OK) == 0; }));
     RawCompanion c;
@@ -103,6 +111,19 @@ TEST_F(RulesTest, CompanionRequestsAndReports) {
     EXPECT_TRUE(log.Contains("Error funcID"));
 }
 
+// A mesh switch request answered 1 by the companion `c`: returns the bytes the agent sent.
+size_t MeshSwitchExchange(RawCompanion& c) {
+    uint8_t value = 0;
+    unsigned ret = 1;
+    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
+    size_t sent = c.Read(15).size();
+    c.Send(CompanionFrame(73, 1000, {0, 1}));
+    req.join();
+    EXPECT_EQ(ret, 0u);
+    EXPECT_EQ(value, 1);
+    return sent;
+}
+
 TEST_F(CommServerTest, RandomBytesLeaveTheServerServing) {
     std::mt19937 rng(12345);
     {
@@ -119,16 +140,7 @@ TEST_F(CommServerTest, RandomBytesLeaveTheServerServing) {
     }
     RawCompanion c;
     ASSERT_TRUE(Attach(c));
-    uint8_t value = 0;
-    unsigned ret = 1;
-    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
-    Bytes sent = c.Read(15);
-    ASSERT_EQ(sent.size(), 15u);
-    EXPECT_EQ(sent[2], 73);
-    ASSERT_TRUE(c.Send(Answer(73, {0, 1})));
-    req.join();
-    EXPECT_EQ(ret, 0u);
-    EXPECT_EQ(value, 1);
+    EXPECT_EQ(MeshSwitchExchange(c), 15u);
 }
 
 // A daemon started with standard input closed gets descriptor 0 for its companion: it is served.
@@ -142,20 +154,13 @@ TEST_F(CommServerTest, CompanionOnDescriptorZeroIsServed) {
     bool connected =
         c.Connect(Paths().commServer) && SpinUntil([] { return InstanceSocket.load() >= 0; });
     int served = InstanceSocket.load();
-    uint8_t value = 0;
-    unsigned ret = 1;
-    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
-    Bytes sent = c.Read(15);
-    c.Send(Answer(73, {0, 1}));
-    req.join();
+    size_t sent = connected ? MeshSwitchExchange(c) : 0;
     Detach(c);
     dup2(savedStdin, 0);
     close(savedStdin);
     ASSERT_TRUE(connected);
     EXPECT_EQ(served, 0);
-    EXPECT_EQ(sent.size(), 15u);
-    EXPECT_EQ(ret, 0u);
-    EXPECT_EQ(value, 1);
+    EXPECT_EQ(sent, 15u);
 }
 
 // A companion that stops reading: a frame is sent whole or the connection is shut down right
@@ -186,11 +191,7 @@ TEST_F(CommServerTest, ThousandConnectionsLeaveNothingBehind) {
         ASSERT_TRUE(Attach(c)) << i;
         ASSERT_TRUE(Detach(c)) << i;
     }
-    // A joined thread may linger in /proc for a moment after its exit (long under qemu-user),
-    // also when a count is taken; a leaked thread per cycle stays and shows many times over.
-    EXPECT_TRUE(SpinUntil([&] { return CountEntries("/proc/self/task") <= threads; }))
-        << CountEntries("/proc/self/task") << " threads, " << threads << " before";
-    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
+    ExpectNothingLeft(threads, fds);
     RawCompanion last;
     EXPECT_TRUE(Attach(last));
 }
@@ -210,11 +211,7 @@ TEST(CommServerLifecycleTest, StopEndsEveryThreadAndStartWorksAgain) {
         CommServerStop();
         EXPECT_TRUE(c.ClosedByPeer());
     }
-    // A joined thread may linger in /proc for a moment after its exit (long under qemu-user),
-    // also when a count is taken; a leaked thread per cycle stays and shows many times over.
-    EXPECT_TRUE(SpinUntil([&] { return CountEntries("/proc/self/task") <= threads; }))
-        << CountEntries("/proc/self/task") << " threads, " << threads << " before";
-    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
+    ExpectNothingLeft(threads, fds);
     EXPECT_NE(access(Paths().commServer.c_str(), F_OK), 0);
     PathsRelocate("");
 }
