@@ -35,9 +35,11 @@ TEST(GetKeyValueStr, FollowsTheLineRules) {
         {"commented_section_ignored", "#[Dev]\nPIN=5\n", nullptr, -1, nullptr},
         {"empty_value_not_found", "[Dev]\nPIN=   \n", "d", 0, "d"},
         {"default_when_missing", "[Dev]\n", "6039", 0, "6039"},
-        {"value_cut_to_buffer", "[Dev]\nPIN=" "0123456789012345678901234567890123456789"
-         "012345678901234567890123456789\n", nullptr, 0,
-         "012345678901234567890123456789012345678901234567890123456789012"},
+        {"value_cut_to_buffer",
+         "[Dev]\nPIN="
+         "0123456789012345678901234567890123456789"
+         "012345678901234567890123456789\n",
+         nullptr, 0, "012345678901234567890123456789012345678901234567890123456789012"},
     };
     TempDir dir;
     SetConfigPath(dir.File("plug.conf"));

@@ -56,7 +56,8 @@ TEST(Options, ResultCodesAndErrorTexts) {
 // A bad high nibble keeps the old byte and adds the low nibble; a bad low nibble adds nothing.
 TEST(HexPairToByte, NonHexCharacters) {
     const char* pairs[] = {"5Z", "Zf", "ZZ", "fF", "09"};
-    const uint8_t before[] = {0x00, 0x20, 0x33, 0x00, 0xAA}, after[] = {0x50, 0x2F, 0x33, 0xFF, 0x09};
+    const uint8_t before[] = {0x00, 0x20, 0x33, 0x00, 0xAA},
+                  after[] = {0x50, 0x2F, 0x33, 0xFF, 0x09};
     for (int i = 0; i < 5; ++i) {
         uint8_t b = before[i];
         HexPairToByte(pairs[i], &b);

@@ -79,7 +79,8 @@ TEST_F(InitProtoolTest, RunModeResolvesBothNames) {
 // Over-long values are cut; a garbled file (junk lines, no section name among them) falls back
 // to the defaults for what it does not hold.
 TEST_F(InitProtoolTest, OverLongValuesAreCutGarbledFileFallsBackToDefaults) {
-    ASSERT_EQ(0, Init("KEY=" + std::string(100, 'k') + "\nSERVER1=" + std::string(200, 'c') + "\n"));
+    ASSERT_EQ(0,
+              Init("KEY=" + std::string(100, 'k') + "\nSERVER1=" + std::string(200, 'c') + "\n"));
     EXPECT_EQ(31u, strlen(gKeyText));
     EXPECT_EQ(31u, strlen(RegisterIpAddr1));
     std::mt19937 rng(7);

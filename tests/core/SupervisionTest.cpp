@@ -115,7 +115,9 @@ protected:
     std::string Status() { return ReadFile(dir.File("plugstatus")); }
     // The first registration succeeds, every later one fails.
     void RegisterOnce() {
-        fake.registerResult = [this](const char*) { return fake.Count("RegisterStart") == 1 ? 0 : -1; };
+        fake.registerResult = [this](const char*) {
+            return fake.Count("RegisterStart") == 1 ? 0 : -1;
+        };
     }
     // Ends the session once, at `ms` of virtual time.
     void EndSessionAt(int64_t ms) {
@@ -293,14 +295,15 @@ protected:
 
 TEST_F(Startup, ServicesStartInOrderAfterTheSettings) {
     EXPECT_EQ(-1, Main({"-d"}));
-    const std::vector<std::string> want = {"ResetRecvQueue", "InitProtool", "StartEaccess",
-                                           "CommServerStart", "Fn39Init", "Fn40Init",
-                                           "StartSubdev", "ResetServerContext"};
+    const std::vector<std::string> want = {"ResetRecvQueue",  "InitProtool",       "StartEaccess",
+                                           "CommServerStart", "Fn39Init",          "Fn40Init",
+                                           "StartSubdev",     "ResetServerContext"};
     ASSERT_GE(fake.calls.size(), want.size());
     EXPECT_EQ(want, std::vector<std::string>(fake.calls.begin(), fake.calls.begin() + 8));
     // 50 ms after the version line, then 10 ms before function 39 and before function 40.
     ASSERT_GE(sleeps.size(), 3u);
-    EXPECT_EQ((std::vector<int64_t>{50, 60, 70}), std::vector<int64_t>(sleeps.begin(), sleeps.begin() + 3));
+    EXPECT_EQ((std::vector<int64_t>{50, 60, 70}),
+              std::vector<int64_t>(sleeps.begin(), sleeps.begin() + 3));
     EXPECT_TRUE(log.Contains("Log system [debug] working."));
     EXPECT_TRUE(log.Contains(">>>>>>>>>>>>>>>>> Plugin Version = 2.0.0.7-20221227"));
 }

@@ -53,8 +53,11 @@ TEST(CommBuildCmdTest, RefusedIdsAndTheirTexts) {
     struct Case {
         int id;
         const char* text;
-    } cases[] = {{0, "Function CMD error."}, {1001, "Function CMD error."},
-                 {40, "Error comm_subdev_report"}, {6, "funcCMD error"}, {87, "funcCMD error"}};
+    } cases[] = {{0, "Function CMD error."},
+                 {1001, "Function CMD error."},
+                 {40, "Error comm_subdev_report"},
+                 {6, "funcCMD error"},
+                 {87, "funcCMD error"}};
     for (const Case& c : cases) {
         LogCapture log;
         EXPECT_TRUE(Build(c.id, 1, {}, 0).empty()) << c.id;
@@ -74,9 +77,9 @@ TEST(CommBuildCmdTest, NoCompanionMeansEveryRequestFailsAtOnce) {
     EXPECT_EQ(ComF_get_adj_wifi_info(), 1u);
     EXPECT_EQ(ComF_send_pluginstate(), 1u);
     EXPECT_EQ(ComF_get_autoreport_conf(), 1u);
-    for (const char* text : {"send get mesh switch command failed!", "send plugin state failed!",
-                             "send get adj wifi info command failed!",
-                             "get auto report config info failed!"})
+    for (const char* text :
+         {"send get mesh switch command failed!", "send plugin state failed!",
+          "send get adj wifi info command failed!", "get auto report config info failed!"})
         EXPECT_TRUE(log.Contains(text)) << text;
     EXPECT_FALSE(log.Contains("ERROR: request timeout!"));
 }
@@ -201,12 +204,13 @@ TEST(FwResultTest, Texts) {
     EXPECT_EQ(CommPluginStateText(0),
               "{\"pluginState\":\"offline\",\"pluginVersion\":\"2.0.0.7-20221227\"}");
     EXPECT_EQ(CommFwResultText(0), "{\"result\":0,\"resultDesc\":\"success\"}");
-    const char* desc[] = {"fromVersion not match.", "toVersion not support.", "url address error.",
-                          "check method not match.", "fileLength error.", "file download failed.",
-                          "check sum error.", "firmware update faiiled.", "unKnown error."};
+    const char* desc[] = {
+        "fromVersion not match.",  "toVersion not support.",   "url address error.",
+        "check method not match.", "fileLength error.",        "file download failed.",
+        "check sum error.",        "firmware update faiiled.", "unKnown error."};
     for (int r : {1, 2, 3, 4, 5, 6, 7, 8, 9, 255})
-        EXPECT_EQ(CommFwResultText(r), "{\"result\":" + std::to_string(r) +
-                                           ",\"resultDesc\":\"" + desc[std::min(r, 9) - 1] + "\"}");
+        EXPECT_EQ(CommFwResultText(r), "{\"result\":" + std::to_string(r) + ",\"resultDesc\":\"" +
+                                           desc[std::min(r, 9) - 1] + "\"}");
     LogCapture log;
     const uint8_t two[] = {0, 0}, one[] = {3};
     CommFwUpdateResult(two, 2);

@@ -11,7 +11,7 @@
 namespace {
 
 TEST(ConfigTemplate, AsShippedOnlyThePortIsSetFilledInGivesEveryValue) {
-    const char* keys[][2] = {{"Dev", "PIN"},         {"Protool", "KEY"}, {"Protool", "SERVER1"},
+    const char* keys[][2] = {{"Dev", "PIN"},         {"Protool", "KEY"},  {"Protool", "SERVER1"},
                              {"Protool", "SERVER2"}, {"Protool", "PORT"}, {"Dev", "PORT"}};
     const char* filled[] = {"20261122", "0123456789abcdef", "reg1.example.net", "192.0.2.7"};
     testsupport::TempDir dir;
@@ -28,7 +28,8 @@ TEST(ConfigTemplate, AsShippedOnlyThePortIsSetFilledInGivesEveryValue) {
         for (int i = 0; i < 6; ++i) {
             const bool set = i == 4 || (!shipped && i < 4);
             char out[128] = "untouched";
-            EXPECT_EQ(set ? 0 : -1, getKeyValueStr(keys[i][0], keys[i][1], nullptr, out, sizeof out))
+            EXPECT_EQ(set ? 0 : -1,
+                      getKeyValueStr(keys[i][0], keys[i][1], nullptr, out, sizeof out))
                 << keys[i][1] << shipped;
             EXPECT_STREQ(!set ? "untouched" : i == 4 ? "6039" : filled[i], out) << keys[i][1];
         }
