@@ -219,31 +219,31 @@ TEST(FwResultTest, Texts) {
     EXPECT_TRUE(log.Contains("update firmware file error."));
 }
 
+// "HH:MM-HH:MM" to the seconds after midnight of its start (first) and end (second); the text
+// is cut at the dash in place.
 TEST(JumpTimeTest, SplitsAndRefuses) {
-    char ok[] = "22:00-06:00";
-    long second = 0, first = 0;
-    ASSERT_EQ(jumpTimeToSec(&second, &first, ok), 0);
-    EXPECT_EQ(first, 79200);
-    EXPECT_EQ(second, 21600);
-    EXPECT_STREQ(ok, "22:00");  // cut in place
     struct Case {
-        const char* text;
-        const char* log;
-    } cases[] = {{"1:00-1:30", "jump time is little than 3600!"},
-                 {"1:00", "jump time error!"},
-                 {"1000-2000", "Time data error!!!"},
-                 {"100-200", "Time data length error!!!"},
-                 {"-", "jump time error!!!"}};
+        const char *text, *log;
+        long first, second;
+    } cases[] = {{"22:00-06:00", "", 79200, 21600},
+                 {"1:00-9:30", "", 3600, 34200},
+                 {"1:00-1:30", "jump time is little than 3600!", -1, 0},
+                 {"1:00", "jump time error!", -1, 0},
+                 {"1000-2000", "Time data error!!!", -1, 0},
+                 {"100-200", "Time data length error!!!", -1, 0},
+                 {"-", "jump time error!!!", -1, 0}};
     for (const Case& c : cases) {
         LogCapture log;
         std::string text = c.text;
-        EXPECT_EQ(jumpTimeToSec(&second, &first, &text[0]), -1) << c.text;
+        long second = 0, first = 0;
+        ASSERT_EQ(jumpTimeToSec(&second, &first, &text[0]), c.first < 0 ? -1 : 0) << c.text;
         EXPECT_TRUE(log.Contains(c.log)) << c.text << "\n" << log.Text();
+        if (c.first < 0) continue;
+        EXPECT_EQ(first, c.first);
+        EXPECT_EQ(second, c.second);
+        EXPECT_STREQ(text.c_str(),
+                     std::string(c.text).substr(0, std::string(c.text).find('-')).c_str());
     }
-    char shortForm[] = "1:00-9:30";
-    ASSERT_EQ(jumpTimeToSec(&second, &first, shortForm), 0);
-    EXPECT_EQ(first, 3600);
-    EXPECT_EQ(second, 34200);
 }
 
 TEST(SpreadTest, MacPhaseAndDailyTime) {
@@ -341,7 +341,13 @@ Bytes ConfPayload(uint8_t status, const std::string& json) {
     return p;
 }
 
-TEST(AutoConfTest, Parses997Answer) {
+// A 997 answer replaces the configuration; the function-89 report times stay.
+TEST(AutoConfTest, Parses997AnswerAndKeepsTheFunction89Times) {
+    CommAutoReportReset();
+    const uint8_t a[] = {1, 5}, b[] = {1, 7}, t2[] = {2}, t3[] = {3};
+    ASSERT_EQ(CommCheck89(a, sizeof a, 5000), 0);
+    ASSERT_EQ(CommCheck89(t2, 1, 5000), 0);
+    ASSERT_EQ(CommCheck89(t3, 1, 5000), 0);
     Bytes p = ConfPayload(0,
                           "{\"referNum\":1000,\"serverDiff\":-7,\"interval1\":3,"
                           "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
@@ -361,6 +367,9 @@ TEST(AutoConfTest, Parses997Answer) {
     Comm_get_88Conf(refused.data(), refused.size());
     EXPECT_EQ(referNum.load(), -1);
     EXPECT_EQ(serverErr.load(), 0);
+    EXPECT_EQ(CommCheck89(b, sizeof b, 5003), -1);  // still 3 s after the last type 1
+    EXPECT_EQ(CommCheck89(t2, 1, 5010), -1);
+    EXPECT_EQ(CommCheck89(t3, 1, 5010), -1);
 }
 
 TEST(AutoConfTest, SecondCalibrationFindsJumpTimeCut) {
@@ -378,20 +387,6 @@ TEST(AutoConfTest, SecondCalibrationFindsJumpTimeCut) {
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("jump time is error!"));
     EXPECT_FALSE(log.Contains("set auto report info"));
-}
-
-TEST(AutoConfTest, Answer997KeepsTheFunction89Times) {
-    CommAutoReportReset();
-    const uint8_t a[] = {1, 5}, b[] = {1, 7}, t2[] = {2}, t3[] = {3};
-    ASSERT_EQ(CommCheck89(a, sizeof a, 5000), 0);
-    ASSERT_EQ(CommCheck89(t2, 1, 5000), 0);
-    ASSERT_EQ(CommCheck89(t3, 1, 5000), 0);
-    Bytes p = ConfPayload(0, "{\"referNum\":1000,\"interval2\":1440}");
-    Comm_get_88Conf(p.data(), p.size());
-    EXPECT_EQ(referNum.load(), 1000);
-    EXPECT_EQ(CommCheck89(b, sizeof b, 5003), -1);  // still 3 s after the last type 1
-    EXPECT_EQ(CommCheck89(t2, 1, 5010), -1);
-    EXPECT_EQ(CommCheck89(t3, 1, 5010), -1);
 }
 
 TEST(AutoConfTest, OutOfRangeNumbersDoNotWrapIntoRange) {

@@ -172,7 +172,7 @@ TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
         LogCapture log;
         sent = Exchange([&] { ret = ComF_get_autoreport_conf(); }, 15,
                         Answer(997, Cat({status}, Str(conf))));
-        EXPECT_EQ(sent, QueryFrame(997, ++s));
+        EXPECT_EQ(sent, CompanionFrame(997, ++s, {0x69}));  // the query byte 'i'
         EXPECT_EQ(ret, status);
         EXPECT_EQ(referNum.load(), status == 0 ? 2000 : -1);
         EXPECT_TRUE(log.Contains("DEBUG: get auto report config info success."));

@@ -68,11 +68,6 @@ protected:
     uint32_t seq = 100;
 };
 
-// The agent's query frame for `id` with sequence `s`: 5A 5A, ID, s, 01 00 00 00, 69 00, 69.
-inline Bytes QueryFrame(uint16_t id, uint8_t s) {
-    return CompanionFrame(id, s, {0x69});
-}
-
 // Entries of a /proc directory (threads in /proc/self/task, descriptors in /proc/self/fd).
 inline size_t CountEntries(const char* path) {
     size_t n = 0;
