@@ -246,76 +246,49 @@ TEST(JumpTimeTest, SplitsAndRefuses) {
     }
 }
 
-TEST(SpreadTest, MacPhaseAndDailyTime) {
+// The daily report time and the cycle start, spread over the day by the MAC's phase
+// (MacVal mod referNum). Values at the edges of what the platform and the companion send are
+// computed in 64 bits or refused: with 32-bit arithmetic (long on the ARM and MIPS routers)
+// interval3 = 2^30 made the cycle length 0, a division by zero, and a serverDiff near the int
+// limits wrapped the report times round.
+TEST(SpreadTest, DailyTimeAndCycleStartExtremeValuesIn64Bits) {
     const uint8_t mac[6] = {0xAA, 0xBB, 0xCC, 0x12, 0x34, 0x56};
-    EXPECT_EQ(CommMacVal(mac), 1193046);
-    char none[1] = "";
-    SpreadInput in{1000, 5, 1440, 0, none, 1000000 + 100, 1000000, CommMacVal(mac)};
-    ReportTimes t;
-    LogCapture log;
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    EXPECT_TRUE(log.Contains("MacVal: 1193046"));
-    EXPECT_NEAR(t.dayReportTime, 1000005 + 3974.4, 1e-6);  // P = 46, d = 86.4 x 46
-    EXPECT_EQ(t.cycleReportStart, 0.0);
-    char jump[] = "22:00-06:00";
-    in.jumpTime = jump;
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    // (3974 mod 57600) + 21600 + 5 after midnight, plus the fraction.
-    EXPECT_NEAR(t.dayReportTime, 1000000 + 3974 + 21600 + 5 + 0.4, 1e-6);
-    in.interval2 = 0;
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    EXPECT_EQ(t.dayReportTime, 0.0);
-}
-
-TEST(SpreadTest, EmptyJumpSpanIsRefused) {
-    char jump[] = "0:00-24:00";  // no range check on the digits: a span of zero seconds
-    SpreadInput in{1000, 0, 1440, 0, jump, 100, 0, 1193046};
-    ReportTimes t;
-    LogCapture log;
-    EXPECT_EQ(CommSpreadReportTimes(in, &t), -1);
-    EXPECT_TRUE(log.Contains("jump time is error!"));
-}
-
-TEST(SpreadTest, CycleStartMovesPastNow) {
-    char none[1] = "";
-    SpreadInput in{1000, 5, 0, 60, none, 1000000 + 100, 1000000, 1193046};
-    ReportTimes t;
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    EXPECT_NEAR(t.cycleReportStart, 1000005 + 165.6, 1e-6);  // 3.6 s x 46
-    in.now = 1000000 + 10000;  // lag 9830 s: (60 + (9860 div 3600) x 60) x 60 = 10800 later
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    EXPECT_NEAR(t.cycleReportStart, 1000005 + 165.6 + 10800, 1e-6);
-}
-
-// Values at the edges of what the platform and the companion send. With 32-bit arithmetic (long
-// on the ARM and MIPS routers) interval3 = 2^30 made the cycle length 0, a division by zero, and a
-// serverDiff near the int limits wrapped the report times round.
-TEST(SpreadTest, ExtremeValuesAreComputedIn64BitsOrRefused) {
-    const int64_t m = 1700000000;  // midnight; now is 100 s later; MAC phase 0
-    const int64_t intMin = -2147483647 - 1;
+    EXPECT_EQ(CommMacVal(mac), 1193046);                                  // phase 46 of 1000
+    const int64_t k = 1000000, m = 1700000000, intMin = -2147483647 - 1;  // midnights
     struct Case {
+        int64_t refer, serverDiff;
         int i2, i3;
-        int64_t serverDiff;
+        const char* jump;
+        int64_t now, midnight, macVal;
         int rc;
+        const char* log;
         double day, cycle;
     } cases[] = {
-        {0, 1073741824, 0, -1, 0, 0},  // 2^30 minutes: x 60 is 0 in 32 bits
-        {0, 2147483647, 0, -1, 0, 0},
-        {0, 35791394, 0, 0, 0, m + 2147483640.0},  // the longest cycle: one cycle after midnight
-        {1440, 1, 2147483647, 0, m + 2147483647.0, m + 2147483647.0},
+        // d = 86.4 s x 46; with a jump time: (3974 mod 57600) + 21600 after midnight.
+        {1000, 5, 1440, 0, "", k + 100, k, 1193046, 0, "MacVal: 1193046", k + 5 + 3974.4, 0},
+        {1000, 5, 1440, 0, "22:00-06:00", k + 100, k, 1193046, 0, "", k + 3974 + 21600 + 5.4, 0},
+        {1000, 5, 0, 0, "22:00-06:00", k + 100, k, 1193046, 0, "", 0, 0},
+        // No range check on the digits: a span of zero seconds.
+        {1000, 0, 1440, 0, "0:00-24:00", 100, 0, 1193046, -1, "jump time is error!", 0, 0},
+        // 3.6 s x 46; lag 9830 s: (60 + (9860 div 3600) x 60) x 60 = 10800 s later.
+        {1000, 5, 0, 60, "", k + 100, k, 1193046, 0, "", 0, k + 5 + 165.6},
+        {1000, 5, 0, 60, "", k + 10000, k, 1193046, 0, "", 0, k + 5 + 165.6 + 10800},
+        {5, 0, 0, 1073741824, "", m + 100, m, 0, -1, "interval3 out of range", 0, 0},  // x60: 0
+        {5, 0, 0, 2147483647, "", m + 100, m, 0, -1, "interval3 out of range", 0, 0},
+        {5, 0, 0, 35791394, "", m + 100, m, 0, 0, "", 0, m + 2147483640.0},  // longest cycle
+        {5, 2147483647, 1440, 1, "", m + 100, m, 0, 0, "", m + 2147483647.0, m + 2147483647.0},
         // lag 2147483748 s: (1 + 2147483778 div 60) x 60 = 2147483820 s later
-        {1440, 1, intMin, 0, m - 2147483648.0, m + 172.0},
+        {5, intMin, 1440, 1, "", m + 100, m, 0, 0, "", m - 2147483648.0, m + 172.0},
     };
     for (const Case& c : cases) {
-        char none[1] = "";
-        SpreadInput in{5, c.serverDiff, c.i2, c.i3, none, m + 100, m, 0};
+        std::string jump = c.jump;
+        SpreadInput in{c.refer, c.serverDiff, c.i2, c.i3, &jump[0], c.now, c.midnight, c.macVal};
         ReportTimes t;
         LogCapture log;
-        ASSERT_EQ(CommSpreadReportTimes(in, &t), c.rc) << c.i3;
-        EXPECT_EQ(log.Contains("interval3 out of range"), c.rc != 0) << c.i3;
-        if (c.rc != 0) continue;
-        EXPECT_EQ(t.dayReportTime, c.day) << c.serverDiff;
-        EXPECT_EQ(t.cycleReportStart, c.cycle) << c.serverDiff;
+        ASSERT_EQ(CommSpreadReportTimes(in, &t), c.rc) << c.i3 << " " << c.serverDiff;
+        EXPECT_TRUE(log.Contains(c.log)) << c.log;
+        EXPECT_NEAR(t.dayReportTime, c.day, 1e-6) << c.i3 << " " << c.serverDiff;
+        EXPECT_NEAR(t.cycleReportStart, c.cycle, 1e-6) << c.i3 << " " << c.serverDiff;
     }
     // The same through the configuration path: refused with a log line, nothing sent.
     LogCapture log;
