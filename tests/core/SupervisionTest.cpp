@@ -173,35 +173,6 @@ TEST_F(Supervision, UnknownResolveResultIsFatal) {
     EXPECT_TRUE(fake.registerAddrs.empty());
 }
 
-// Session end: heartbeat and connection torn down, status 103, the 20 s pause, then a re-login
-// under 20 hours of session and a new registration from 20 hours on.
-TEST_F(Supervision, SessionEndLogsInAgainUnder20HoursElseRegisters) {
-    for (int64_t hours : {19, 20}) {
-        fake = Fake();
-        log.Clear();
-        RegisterOnce();
-        EndSessionAt(clock.NowMs() - clock.start + hours * kHour);
-        EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-        EXPECT_EQ(hours == 19 ? 1u : 0u, fake.Count("ReLogin")) << hours;
-        EXPECT_EQ(hours == 20, log.Contains("Ready to Register ...")) << hours;
-        EXPECT_EQ(1u, fake.Count("DeleteHeartbear"));
-        EXPECT_EQ(1u, fake.Count("DeleteServer"));
-        EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
-        if (hours == 19) {
-            EXPECT_EQ("103\n", fake.statusAtRelogin);
-            EXPECT_EQ(20000, fake.At("ReLogin") - fake.At("DeleteServer"));
-        }
-    }
-}
-
-TEST_F(Supervision, SessionEndResetsTheFailedCycleCounter) {
-    // Five failures, one session, then twelve more failures before the exit.
-    fake.registerResult = [this](const char*) { return fake.Count("RegisterStart") == 6 ? 0 : -1; };
-    EndSessionAt(0);
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-    EXPECT_EQ(6u + 12u, fake.Count("RegisterStart"));
-}
-
 // Configuration at pass 9 (18 s), firmware version at 11 (22 s), calibration at 100 (200 s):
 // once per registration, not again after a re-login. The plug-in state goes at pass 8, at each
 // session end and after a successful re-login.
@@ -224,32 +195,56 @@ TEST_F(Supervision, ScheduledActionsOncePerRegistrationNotAfterReLogin) {
     EXPECT_EQ(1u + 2u + 1u, fake.Count("pluginstate"));
 }
 
-TEST_F(Supervision, HeartbeatStartFailureAfterFirstLoginTearsDown) {
-    RegisterOnce();
-    fake.heartbeatResult = -1;
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-    EXPECT_EQ(1u, fake.Count("DeleteHeartbear"));
-    EXPECT_EQ(1u, fake.Count("DeleteServer"));
-    EXPECT_TRUE(log.Contains("LoginStart error."));
-    // Counter unchanged by the login-side failure: twelve more failed cycles end the process.
-    EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
-}
-
-// The weekly restart is due when the pass counter is above 302400 at a session end: a session
-// that ends at pass 302400 is still torn down and followed by a new cycle, one at 302401 ends
-// the process without a status write.
-TEST_F(Supervision, WeeklyExitBoundaryIsPass302401) {
-    for (int64_t pass : {302400LL, 302401LL}) {
+// One session, then registrations fail until the twelfth failed cycle ends the process. A session
+// end tears down heartbeat and connection, writes 103, pauses 20 s, then logs in again under 20
+// hours of session and registers afresh from 20 hours on; it clears the failed-cycle counter. A
+// heartbeat that fails to start after the first login tears down without counting a failure. The
+// weekly restart is due when the pass counter is above 302400 at a session end: it ends the
+// process without tearing down or writing a status.
+TEST_F(Supervision, SessionEndsAndWhatFollows) {
+    struct Row {
+        const char* name;
+        size_t okRegistration;  // which RegisterStart succeeds
+        int heartbeat;
+        int64_t endAtMs;
+        size_t registers, relogins, deletes;
+        const char *text, *status;
+    } rows[] = {
+        {"19 h", 1, 0, 19 * kHour, 1 + 12, 1, 1, "ReLogin...", "102\n"},
+        {"20 h", 1, 0, 20 * kHour, 1 + 12, 0, 1, "Ready to Register ...", "102\n"},
+        {"counter", 6, 0, 0, 6 + 12, 1, 1, "ReLogin...", "102\n"},
+        {"heartbeat", 1, -1, 0, 1 + 12, 0, 1, "LoginStart error.", "102\n"},
+        {"pass 302400", 1, 0, 302400 * 2000, 1 + 12, 0, 1, "Ready to Register ...", "102\n"},
+        {"pass 302401", 1, 0, 302401 * 2000, 1, 0, 0, "After a week exit, restart ...", "001\n"},
+    };
+    for (const Row& r : rows) {
         fake = Fake();
         log.Clear();
-        RegisterOnce();
-        EndSessionAt(clock.NowMs() - clock.start + pass * 2000);
-        EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-        const bool exited = pass == 302401;
-        EXPECT_EQ(exited, log.Contains("After a week exit, restart ...")) << pass;
-        EXPECT_EQ(exited ? 0u : 1u, fake.Count("DeleteServer")) << pass;
-        EXPECT_EQ(exited ? "001\n" : "102\n", Status()) << pass;
+        fake.registerResult = [this, &r](const char*) {
+            return fake.Count("RegisterStart") == r.okRegistration ? 0 : -1;
+        };
+        fake.heartbeatResult = r.heartbeat;
+        EndSessionAt(clock.NowMs() - clock.start + r.endAtMs);
+        EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1)) << r.name;
+        EXPECT_EQ(r.registers, fake.Count("RegisterStart")) << r.name;
+        EXPECT_EQ(r.relogins, fake.Count("ReLogin")) << r.name;
+        EXPECT_EQ(r.deletes, fake.Count("DeleteServer")) << r.name;
+        EXPECT_EQ(r.deletes, fake.Count("DeleteHeartbear")) << r.name;
+        EXPECT_TRUE(log.Contains(r.text)) << r.name;
+        EXPECT_EQ(r.status, Status()) << r.name;
+        EXPECT_EQ(r.name == std::string("pass 302401"), log.Contains("After a week exit"))
+            << r.name;
     }
+}
+
+// Session end before a re-login: status 103 is written and the re-login comes 20 s after the
+// connection is torn down.
+TEST_F(Supervision, ReLoginAfterStatus103AndTwentySecondPause) {
+    RegisterOnce();
+    EndSessionAt(kHour);
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    EXPECT_EQ("103\n", fake.statusAtRelogin);
+    EXPECT_EQ(20000, fake.At("ReLogin") - fake.At("DeleteServer"));
 }
 
 // A fatal session result (no PIN or serial number, a forced disconnect) ends the loop at once,
