@@ -88,7 +88,7 @@ Bytes Frame(uint16_t id, uint32_t seq, uint32_t lenField, uint16_t sum, const By
     return CompanionFrame(id, seq, payload, lenField, sum);
 }
 
-TEST(CommAcceptTest, RulesInOrder) {
+TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
     std::atomic<uint32_t> rxSeq{0};
     Bytes slot(8196, 0);
     auto accept = [&](const Bytes& f) {
@@ -116,14 +116,9 @@ TEST(CommAcceptTest, RulesInOrder) {
     // A length field past the slot is summed only over the slot's bytes.
     slot.assign(slot.size(), 0);
     EXPECT_EQ(accept(Frame(73, 6, 0xFFFFFFFF, 1, {1})), kCommAccepted);
-}
-
-TEST(CommAcceptTest, ElementSizeBounds) {
-    std::atomic<uint32_t> rxSeq{0};
-    Bytes slot(8196, 0);
+    // Element sizes: 8100 bytes at most.
     Bytes f = Frame(73, 9, 1, 0, {0});
     memcpy(slot.data(), f.data(), f.size());
-    LogCapture log;
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8100, slot.size(), rxSeq, nullptr), kCommAccepted);
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8101, slot.size(), rxSeq, nullptr), kCommBadLength);
     EXPECT_TRUE(log.Contains("Receive length error, length is 8101"));
@@ -159,10 +154,9 @@ TEST(RelayTest, PrefixWithLength) {
 }
 
 TEST(RelayTest, Function81HasNoLengthAndReversesItsCounters) {
-    Bytes p(229);
+    Bytes p(229), out(8192);
     for (size_t i = 0; i < p.size(); ++i)
         p[i] = static_cast<uint8_t>(i);
-    Bytes out(8192);
     ASSERT_EQ(CommBuildRelay(out.data(), out.size(), 5, 81, p.data(), p.size()), 235u);
     EXPECT_EQ(Bytes(out.begin(), out.begin() + 8),
               (Bytes{0x05, 0x00, 0x51, 0x00, 0x00, 0x00, 0x00, 0x01}));  // payload starts at 6
@@ -338,14 +332,27 @@ TEST(AutoConfTest, Parses997AnswerAndKeepsTheFunction89Times) {
     EXPECT_EQ(CommCheck89(t3, 1, 5010), -1);
 }
 
-TEST(AutoConfTest, SecondCalibrationFindsJumpTimeCut) {
+TEST(AutoConfTest, CalibrationGuardsAndJumpTimeCut) {
+    CommAutoReportReset();
+    LogCapture log;
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
+    Bytes closed = ConfPayload(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}");
+    Comm_get_88Conf(closed.data(), closed.size());
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("Function 89 closed, no need calibration!"));
+    Bytes none = ConfPayload(0, "{\"referNum\":1000}");
+    Comm_get_88Conf(none.data(), none.size());
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("Function 89 no config, no need calibration!"));
+    // The jump time is cut in place by the first calibration: the second finds it broken.
     const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
     SetRouteMac(mac);
     Bytes p = ConfPayload(0,
                           "{\"referNum\":1000,\"serverDiff\":0,\"interval1\":0,"
                           "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
     Comm_get_88Conf(p.data(), p.size());
-    LogCapture log;
+    log.Clear();
     ComF_send_calibration();  // no companion: the send fails, the jump time is cut all the same
     EXPECT_TRUE(log.Contains("ERROR: send set autoreport switch command failed!"));
     EXPECT_EQ(CommJumpTimeText(), "22:00");
@@ -365,21 +372,6 @@ TEST(AutoConfTest, OutOfRangeNumbersDoNotWrapIntoRange) {
     EXPECT_EQ(serverErr.load(), -2147483647 - 1);
     EXPECT_EQ(intervalFlag2.load(), 2147483647);
     EXPECT_EQ(intervalFlag3.load(), 2147483647);
-}
-
-TEST(AutoConfTest, CalibrationGuards) {
-    CommAutoReportReset();
-    LogCapture log;
-    ComF_send_calibration();
-    EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
-    Bytes closed = ConfPayload(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}");
-    Comm_get_88Conf(closed.data(), closed.size());
-    ComF_send_calibration();
-    EXPECT_TRUE(log.Contains("Function 89 closed, no need calibration!"));
-    Bytes none = ConfPayload(0, "{\"referNum\":1000}");
-    Comm_get_88Conf(none.data(), none.size());
-    ComF_send_calibration();
-    EXPECT_TRUE(log.Contains("Function 89 no config, no need calibration!"));
 }
 
 // The platform's text is checked (JSON object, referNum 5..20000000, a timestamp within 90 s
