@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(ByteOrder, FieldsAreLittleEndianOnTheWire) {
+TEST(ByteOrder, LittleEndianFieldsAndNetworkOrderIpv4) {
     uint8_t b[8] = {0};
     PutLe16(b, 0x1234);
     EXPECT_EQ(0x34, b[0]);
@@ -17,11 +17,8 @@ TEST(ByteOrder, FieldsAreLittleEndianOnTheWire) {
     EXPECT_EQ(0, memcmp(w64, b, 8));
     EXPECT_EQ(0x0102030405060708ULL, GetLe64(w64));
     EXPECT_EQ(0x01020304u, GetLe32(w32));
-}
-
-TEST(ByteOrder, Swap32AlwaysReversesAndIpv4GoesOutInNetworkOrder) {
+    // IPv4 addresses go out in network order; Swap32Always reverses on every host.
     EXPECT_EQ(0x0101A8C0u, Swap32Always(0xC0A80101u));
-    uint8_t b[4];
     PutIpv4(b, 0xC0A80101u);  // 192.168.1.1
     const uint8_t want[4] = {0xC0, 0xA8, 0x01, 0x01};
     EXPECT_EQ(0, memcmp(want, b, 4));

@@ -8,11 +8,12 @@
 #include "core/Globals.h"
 #include "core/Options.h"
 
-using testsupport::LogCapture;
-
 namespace {
 
 int Parse(std::vector<std::string> args) {
+    memset(l_mac, 0, sizeof l_mac);
+    l_config_file[0] = '\0';
+    l_debug = 0;
     args.insert(args.begin(), "plugagent");
     std::vector<char*> argv;
     for (auto& a : args)
@@ -21,25 +22,18 @@ int Parse(std::vector<std::string> args) {
     return config_line_proc(static_cast<int>(args.size()), argv.data());
 }
 
-class Options : public ::testing::Test {
-protected:
-    void SetUp() override {
-        memset(l_mac, 0, sizeof l_mac);
-        l_config_file[0] = '\0';
-        l_debug = 0;
-    }
-    void TearDown() override { SetUp(); }
-};
-
-TEST_F(Options, DebugConfigAndMac) {
+TEST(Options, DebugConfigMacAndTheirLimits) {
     ASSERT_EQ(0, Parse({"-d", "-f", "/etc/plug.conf", "-m", "a1B2c3D4e5F6"}));
     EXPECT_EQ(1, l_debug);
     EXPECT_STREQ("/etc/plug.conf", l_config_file);
-    const uint8_t want[6] = {0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6};
-    EXPECT_EQ(0, memcmp(want, l_mac, 6));
+    EXPECT_EQ(std::string("\xA1\xB2\xC3\xD4\xE5\xF6"), std::string(l_mac, l_mac + 6));
+    // A long path is cut; a bad low nibble adds nothing.
+    ASSERT_EQ(0, Parse({"-f", std::string(1000, 'p'), "-m", "00112233445Z"}));
+    EXPECT_EQ(255u, strlen(l_config_file));
+    EXPECT_EQ(0x50, l_mac[5]);
 }
 
-TEST_F(Options, ResultCodesAndErrorTexts) {
+TEST(Options, ResultCodesAndErrorTexts) {
     struct Row {
         std::vector<std::string> args;
         int ret;
@@ -51,33 +45,23 @@ TEST_F(Options, ResultCodesAndErrorTexts) {
         {{"-x", "-d"}, 0, "Unknown option: x"},  // parsing goes on after an unknown option
     };
     for (const Row& r : rows) {
-        LogCapture log(1);
+        testsupport::LogCapture log(1);
         EXPECT_EQ(r.ret, Parse(r.args)) << r.text;
         EXPECT_TRUE(log.Contains(r.text)) << r.text;
     }
     EXPECT_EQ(1, l_debug);
+    l_debug = 0;
 }
 
-TEST_F(Options, LongConfigPathIsCutAndBadMacNibbleAddsNothing) {
-    ASSERT_EQ(0, Parse({"-f", std::string(1000, 'p'), "-m", "00112233445Z"}));
-    EXPECT_EQ(255u, strlen(l_config_file));
-    EXPECT_EQ(0x50, l_mac[5]);
-}
-
+// A bad high nibble keeps the old byte and adds the low nibble; a bad low nibble adds nothing.
 TEST(HexPairToByte, NonHexCharacters) {
-    struct Case {
-        const char* pair;
-        uint8_t before;
-        uint8_t after;
-    } cases[] = {
-        {"5Z", 0x00, 0x50},  // bad low nibble adds nothing
-        {"Zf", 0x20, 0x2F},  // bad high nibble keeps the old byte, low nibble is added
-        {"ZZ", 0x33, 0x33}, {"fF", 0x00, 0xFF}, {"09", 0xAA, 0x09},
-    };
-    for (const auto& c : cases) {
-        uint8_t b = c.before;
-        HexPairToByte(c.pair, &b);
-        EXPECT_EQ(c.after, b) << c.pair;
+    const char* pairs[] = {"5Z", "Zf", "ZZ", "fF", "09"};
+    const uint8_t before[] = {0x00, 0x20, 0x33, 0x00, 0xAA},
+                  after[] = {0x50, 0x2F, 0x33, 0xFF, 0x09};
+    for (int i = 0; i < 5; ++i) {
+        uint8_t b = before[i];
+        HexPairToByte(pairs[i], &b);
+        EXPECT_EQ(after[i], b) << pairs[i];
     }
 }
 

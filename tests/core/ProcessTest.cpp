@@ -40,17 +40,15 @@ TEST(ProcessTest, PipeLinesAreCutAtTheLimitAndEndWithTheOutput) {
     EXPECT_EQ(p.Wait(), 0);
 }
 
-TEST(ProcessTest, StatusesOfExitSignalAndMissingTool) {
+TEST(ProcessTest, StatusesOfExitSignalMissingToolAndKill) {
     EXPECT_EQ(RunProcess({"sh", "-c", "exit 3"}), 3);
     EXPECT_EQ(RunProcess({"no-such-tool-anywhere"}), 127);
-    Process p;
-    ASSERT_EQ(p.Start({"sleep", "600"}), 0);
-    p.Kill();
-    EXPECT_FALSE(p.Started());
     EXPECT_EQ(RunProcess({}), -1);
-}
-
-TEST(ProcessTest, SignalFromAnotherThreadEndsAChildItsOwnerWaitsFor) {
+    Process k;
+    ASSERT_EQ(k.Start({"sleep", "600"}), 0);
+    k.Kill();
+    EXPECT_FALSE(k.Started());
+    // A signal from another thread ends a child its owner waits for.
     Process p;
     ASSERT_EQ(p.Start({"sleep", "600"}), 0);
     std::atomic<int> status{-2};

@@ -43,15 +43,11 @@ protected:
 };
 
 TEST_F(InitProtoolTest, PortLimits) {
-    struct {
-        const char* port;
-        int result;
-    } cases[] = {{"2047", -1}, {"2048", 0}, {"65530", 0}, {"65531", -1}, {"abc", -1}};
-    for (const auto& c : cases) {
+    for (const char* port : {"2047", "2048", "65530", "65531", "abc"}) {
         log.Clear();
-        EXPECT_EQ(c.result, Init(std::string("SERVER1=127.0.0.1\nPORT=") + c.port + "\n"))
-            << c.port;
-        EXPECT_EQ(c.result == -1, log.Contains("RegPort error.")) << c.port;
+        const bool ok = port == std::string("2048") || port == std::string("65530");
+        EXPECT_EQ(ok ? 0 : -1, Init(std::string("SERVER1=127.0.0.1\nPORT=") + port + "\n")) << port;
+        EXPECT_EQ(!ok, log.Contains("RegPort error.")) << port;
     }
     EXPECT_EQ(0, Init("SERVER1=127.0.0.1\n"));
     EXPECT_EQ(6039, regist_port);  // default port
@@ -68,41 +64,34 @@ TEST_F(InitProtoolTest, DottedServer1SelectsTestModeForBothAddresses) {
     EXPECT_EQ(1, AutoReportDevinfo);
 }
 
-TEST_F(InitProtoolTest, RunModeWithUnresolvableNamesFails) {
-    // Names with an empty label are refused by the resolver itself, without a DNS query; both
-    // contain "com", which selects run mode.
+// Names with an empty label are refused by the resolver itself, without a DNS query;
+// "localhost" resolves without any network. A server 1 name holding "com" selects run mode.
+TEST_F(InitProtoolTest, RunModeResolvesBothNames) {
     EXPECT_EQ(-1, Init("SERVER1=bad..server1.com\nSERVER2=bad..server2.com\n"));
     EXPECT_EQ(1, runMode);
     EXPECT_TRUE(log.Contains("DNS resolve addres1 error !!!"));
     EXPECT_TRUE(log.Contains("DNS resolve addres2 error !!!"));
-}
-
-TEST_F(InitProtoolTest, RunModeWithOneResolvableName) {
-    // "localhost" resolves through the system resolver without any network; the name of
-    // server 1 holds "com", which is what selects run mode.
     EXPECT_EQ(2, Init("SERVER1=bad..server1.com\nSERVER2=localhost\n"));
     EXPECT_TRUE(log.Contains("Only access server2."));
     EXPECT_STREQ("127.0.0.1", RegisterIpAddr2);
 }
 
-TEST_F(InitProtoolTest, OverLongValuesAreCut) {
-    std::string longName(200, 'c');
-    ASSERT_EQ(0, Init("KEY=" + std::string(100, 'k') + "\nSERVER1=" + longName + "\n"));
+// Over-long values are cut; a garbled file (junk lines, no section name among them) falls back
+// to the defaults for what it does not hold.
+TEST_F(InitProtoolTest, OverLongValuesAreCutGarbledFileFallsBackToDefaults) {
+    ASSERT_EQ(0,
+              Init("KEY=" + std::string(100, 'k') + "\nSERVER1=" + std::string(200, 'c') + "\n"));
     EXPECT_EQ(31u, strlen(gKeyText));
     EXPECT_EQ(31u, strlen(RegisterIpAddr1));
-}
-
-TEST_F(InitProtoolTest, GarbledFileFallsBackToDefaults) {
     std::mt19937 rng(7);
     std::string junk(64 * 1024, '\0');
     for (auto& ch : junk)
         ch = static_cast<char>(rng());
-    // Junk lines (no section name among them), then one readable key.
     WriteFile(dir.File("plug.conf"), junk + "\n[Protool]\nSERVER1=127.0.0.1\n");
-    SetConfigPath(dir.File("plug.conf"));
+    regist_port = 0;
     EXPECT_EQ(0, InitProtool());
     EXPECT_STREQ("127.0.0.1", RegisterIpAddr1);
-    EXPECT_EQ(6039, regist_port);  // default port
+    EXPECT_EQ(6039, regist_port);
 }
 
 }  // namespace

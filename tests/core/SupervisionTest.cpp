@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,7 +17,6 @@
 
 using testsupport::LogCapture;
 using testsupport::ReadFile;
-using testsupport::TempDir;
 
 namespace {
 
@@ -38,18 +36,13 @@ public:
 
 struct Fake {
     std::vector<std::string> calls;
+    std::vector<int64_t> at;  // virtual time of each call
     std::vector<std::string> registerAddrs;
     std::function<int(const char*)> registerResult = [](const char*) { return -1; };
     std::function<int()> reloginResult = [] { return -1; };
-    std::function<int()> heartbeatResult = [] { return 0; };
-    int loginResult = 0;
+    int heartbeatResult = 0;
     int ended = 0;  // what SessionEnded reports; a new registration or login starts afresh
-    int resolveResult = 0;
-    int commServerResult = 0;
-    int subdevResult = 0;
-    // Virtual time of the last DeleteServer and ReLogin, and the status file seen by ReLogin.
-    int64_t deleteServerAt = -1;
-    int64_t reloginAt = -1;
+    int resolveResult = 0, commServerResult = 0, subdevResult = 0;
     std::string statusAtRelogin;
     size_t Count(const std::string& name) const {
         size_t n = 0;
@@ -57,78 +50,49 @@ struct Fake {
             n += c == name;
         return n;
     }
+    int64_t At(const std::string& name) const {  // time of the last such call
+        for (size_t i = calls.size(); i-- > 0;)
+            if (calls[i] == name) return at[i];
+        return -1;
+    }
 };
 
 Fake* gFake = nullptr;
+int64_t gStart = 0;
+
+#define REC(name) (gFake->calls.push_back(name), gFake->at.push_back(NowMs() - gStart))
 
 AgentOps FakeOps() {
     AgentOps ops{};
-    ops.ResetRecvQueue = [] { gFake->calls.push_back("ResetRecvQueue"); };
-    ops.InitProtool = [] {
-        gFake->calls.push_back("InitProtool");
-        return gFake->resolveResult;
-    };
-    ops.StartEaccess = [] {
-        gFake->calls.push_back("StartEaccess");
-        return 0;
-    };
-    ops.CommServerStart = [] {
-        gFake->calls.push_back("CommServerStart");
-        return gFake->commServerResult;
-    };
-    ops.Fn39Init = [] {
-        gFake->calls.push_back("Fn39Init");
-        return 0;
-    };
-    ops.Fn40Init = [] {
-        gFake->calls.push_back("Fn40Init");
-        return 0;
-    };
-    ops.StartSubdev = [] {
-        gFake->calls.push_back("StartSubdev");
-        return gFake->subdevResult;
-    };
-    ops.ResetServerContext = [] { gFake->calls.push_back("ResetServerContext"); };
+    ops.ResetRecvQueue = [] { REC("ResetRecvQueue"); };
+    ops.InitProtool = [] { return REC("InitProtool"), gFake->resolveResult; };
+    ops.StartEaccess = [] { return REC("StartEaccess"), 0; };
+    ops.CommServerStart = [] { return REC("CommServerStart"), gFake->commServerResult; };
+    ops.Fn39Init = [] { return REC("Fn39Init"), 0; };
+    ops.Fn40Init = [] { return REC("Fn40Init"), 0; };
+    ops.StartSubdev = [] { return REC("StartSubdev"), gFake->subdevResult; };
+    ops.ResetServerContext = [] { REC("ResetServerContext"); };
     ops.RegisterStart = [](const char* a) {
-        gFake->calls.push_back("RegisterStart");
+        REC("RegisterStart");
         gFake->registerAddrs.push_back(a);
         gFake->ended = 0;
         return gFake->registerResult(a);
     };
-    ops.LoginStart = [] {
-        gFake->calls.push_back("LoginStart");
-        return gFake->loginResult;
-    };
+    ops.LoginStart = [] { return REC("LoginStart"), 0; };
     ops.ReLogin = [] {
-        gFake->calls.push_back("ReLogin");
-        gFake->reloginAt = NowMs();
+        REC("ReLogin");
         gFake->statusAtRelogin = ReadFile(Paths().plugStatus);
         gFake->ended = 0;
         return gFake->reloginResult();
     };
-    ops.HeartbeatStart = [] {
-        gFake->calls.push_back("HeartbeatStart");
-        return gFake->heartbeatResult();
-    };
-    ops.DeleteHeartbear = [] { gFake->calls.push_back("DeleteHeartbear"); };
+    ops.HeartbeatStart = [] { return REC("HeartbeatStart"), gFake->heartbeatResult; };
+    ops.DeleteHeartbear = [] { REC("DeleteHeartbear"); };
     ops.SessionEnded = [] { return gFake->ended; };
-    ops.DeleteServer = [] {
-        gFake->calls.push_back("DeleteServer");
-        gFake->deleteServerAt = NowMs();
-    };
-    ops.ComF_send_pluginstate = [] {
-        gFake->calls.push_back("pluginstate");
-        return 0u;
-    };
-    ops.ComF_get_autoreport_conf = [] {
-        gFake->calls.push_back("autoreport_conf");
-        return 0u;
-    };
-    ops.dev_fwversion_report = [] {
-        gFake->calls.push_back("fwversion");
-        return 0;
-    };
-    ops.ComF_send_calibration = [] { gFake->calls.push_back("calibration"); };
+    ops.DeleteServer = [] { REC("DeleteServer"); };
+    ops.ComF_send_pluginstate = [] { return REC("pluginstate"), 0u; };
+    ops.ComF_get_autoreport_conf = [] { return REC("autoreport_conf"), 0u; };
+    ops.dev_fwversion_report = [] { return REC("fwversion"), 0; };
+    ops.ComF_send_calibration = [] { REC("calibration"); };
     return ops;
 }
 
@@ -136,6 +100,7 @@ class Supervision : public ::testing::Test {
 protected:
     void SetUp() override {
         gFake = &fake;
+        gStart = clock.start;
         PathsRelocate(dir.path());
         SetClock(&clock);
         runMode = 1;
@@ -148,30 +113,47 @@ protected:
         gFake = nullptr;
     }
     std::string Status() { return ReadFile(dir.File("plugstatus")); }
+    // The first registration succeeds, every later one fails.
+    void RegisterOnce() {
+        fake.registerResult = [this](const char*) {
+            return fake.Count("RegisterStart") == 1 ? 0 : -1;
+        };
+    }
+    // Ends the session once, at `ms` of virtual time.
+    void EndSessionAt(int64_t ms) {
+        clock.onSleep = [this, ms, done = false](int64_t elapsed) mutable {
+            if (!done && elapsed >= ms) done = true, fake.ended = 1;
+        };
+    }
 
-    TempDir dir;
+    testsupport::TempDir dir;
     ScriptClock clock;
     Fake fake;
     LogCapture log{31};
 };
 
-TEST_F(Supervision, OnlyServer1NeverTouchesServer2AndTwelfthFailedCycleIsFatal) {
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-    ASSERT_EQ(12u, fake.registerAddrs.size());
-    for (const auto& a : fake.registerAddrs)
-        EXPECT_EQ("10.0.0.1", a);
-    EXPECT_EQ(12u, log.Count("Only server1..."));
-    EXPECT_EQ(11u, log.Count("RegisterStart error."));
-    EXPECT_TRUE(log.Contains("Register retry more than 10 times, exit !!!"));
-    EXPECT_EQ("102\n", Status());
-    EXPECT_EQ(0, clock.SleptMs());  // the loop adds no delay between single-attempt cycles
-}
-
-TEST_F(Supervision, OnlyServer2NeverTouchesServer1) {
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 2));
-    ASSERT_EQ(12u, fake.registerAddrs.size());
-    for (const auto& a : fake.registerAddrs)
-        EXPECT_EQ("10.0.0.2", a);
+// One address per resolve result and mode; the twelfth failed cycle is fatal, without delay.
+TEST_F(Supervision, SingleAddressCyclesAndTwelfthFailureIsFatal) {
+    struct Row {
+        int resolve, mode;
+        const char *addr, *text;
+    } rows[] = {{1, 1, "10.0.0.1", "Only server1..."},
+                {2, 1, "10.0.0.2", "Only server2..."},
+                {0, 0, "10.0.0.1", "Test Mode!!!"}};
+    for (const Row& r : rows) {
+        fake = Fake();
+        log.Clear();
+        runMode = r.mode;
+        EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), r.resolve));
+        ASSERT_EQ(12u, fake.registerAddrs.size()) << r.text;
+        for (const auto& a : fake.registerAddrs)
+            EXPECT_EQ(r.addr, a) << r.text;
+        EXPECT_EQ(12u, log.Count(r.text));
+        EXPECT_EQ(11u, log.Count("RegisterStart error."));
+        EXPECT_TRUE(log.Contains("Register retry more than 10 times, exit !!!"));
+        EXPECT_EQ("102\n", Status());
+    }
+    EXPECT_EQ(0, clock.SleptMs());
 }
 
 TEST_F(Supervision, BothResolvedThreeTriesOnServer1FiveSecondsApartThenServer2) {
@@ -184,14 +166,6 @@ TEST_F(Supervision, BothResolvedThreeTriesOnServer1FiveSecondsApartThenServer2) 
     EXPECT_EQ(48u, fake.Count("ResetServerContext"));
 }
 
-TEST_F(Supervision, TestModeUsesOnlyTheLiteralAddress) {
-    runMode = 0;
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 0));
-    EXPECT_EQ(12u, log.Count("Test Mode!!!"));
-    for (const auto& a : fake.registerAddrs)
-        EXPECT_EQ("10.0.0.1", a);
-}
-
 TEST_F(Supervision, UnknownResolveResultIsFatal) {
     EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 7));
     EXPECT_TRUE(log.Contains("Dns parse failed, exit!!!"));
@@ -199,163 +173,78 @@ TEST_F(Supervision, UnknownResolveResultIsFatal) {
     EXPECT_TRUE(fake.registerAddrs.empty());
 }
 
-// Registers once, ends the session at `endAfterMs` of virtual time, then fails every later
-// registration so the loop ends.
-void OneSession(Fake& fake, ScriptClock& clock, int64_t endAfterMs) {
-    auto registrations = std::make_shared<int>(0);
-    fake.registerResult = [registrations](const char*) { return (*registrations)++ == 0 ? 0 : -1; };
-    auto ended = std::make_shared<bool>(false);
-    clock.onSleep = [ended, endAfterMs](int64_t elapsed) {
-        if (!*ended && elapsed >= endAfterMs) {
-            *ended = true;
-            gFake->ended = 1;
-        }
-    };
-}
-
-TEST_F(Supervision, SessionEndingAfter19HoursLogsInAgain) {
-    OneSession(fake, clock, 19 * kHour);
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-    EXPECT_EQ(1u, fake.Count("ReLogin"));
-    EXPECT_TRUE(log.Contains("ReLogin..."));
-    EXPECT_FALSE(log.Contains("Ready to Register ..."));
-    // Session end: heartbeat and connection torn down, status 103, then the 20 s pause.
-    EXPECT_EQ(1u, fake.Count("DeleteHeartbear"));
-    EXPECT_EQ(1u, fake.Count("DeleteServer"));
-    EXPECT_EQ("103\n", fake.statusAtRelogin);
-    EXPECT_EQ(20000, fake.reloginAt - fake.deleteServerAt);
-    EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
-}
-
-TEST_F(Supervision, SessionEndingAfter20HoursRegistersAgain) {
-    OneSession(fake, clock, 20 * kHour);
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-    EXPECT_EQ(0u, fake.Count("ReLogin"));
-    EXPECT_TRUE(log.Contains("Ready to Register ..."));
-    EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
-}
-
-TEST_F(Supervision, SessionEndResetsTheFailedCycleCounter) {
-    // Five failures, one session, then twelve more failures before the exit: the counter was
-    // cleared at the session end.
-    int n = 0;
-    fake.registerResult = [&n](const char*) { return ++n == 6 ? 0 : -1; };
-    bool ended = false;
-    clock.onSleep = [&ended](int64_t) {
-        if (!ended) {
-            ended = true;
-            gFake->ended = 1;
-        }
-    };
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-    EXPECT_EQ(6u + 12u, fake.Count("RegisterStart"));
-}
-
-TEST_F(Supervision, ScheduledActionsRunOncePerRegistrationNotAfterReLogin) {
-    int registrations = 0;
-    fake.registerResult = [&registrations](const char*) { return registrations++ == 0 ? 0 : -1; };
-    int relogins = 0;
-    fake.reloginResult = [&relogins] { return relogins++ == 0 ? 0 : -1; };
-    // End the session at 300 s and again at 1000 s (passes 150 and ~490).
-    int ends = 0;
-    clock.onSleep = [&ends](int64_t elapsed) {
-        if ((ends == 0 && elapsed >= 300000) || (ends == 1 && elapsed >= 1000000)) {
-            ++ends;
-            gFake->ended = 1;
-        }
+// Configuration at pass 9 (18 s), firmware version at 11 (22 s), calibration at 100 (200 s):
+// once per registration, not again after a re-login. The plug-in state goes at pass 8, at each
+// session end and after a successful re-login.
+TEST_F(Supervision, ScheduledActionsOncePerRegistrationNotAfterReLogin) {
+    RegisterOnce();
+    fake.reloginResult = [this] { return fake.Count("ReLogin") == 1 ? 0 : -1; };
+    clock.onSleep = [this, ends = 0](int64_t elapsed) mutable {
+        if ((ends == 0 && elapsed >= 300000) || (ends == 1 && elapsed >= 1000000))
+            ++ends, fake.ended = 1;
     };
     EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
     EXPECT_EQ(2u, fake.Count("ReLogin"));
     EXPECT_EQ(1u, fake.Count("autoreport_conf"));
     EXPECT_EQ(1u, fake.Count("fwversion"));
     EXPECT_EQ(1u, fake.Count("calibration"));
-    // Plug-in state: pass 8, each session end, and after the successful re-login.
+    EXPECT_EQ(18000, fake.At("autoreport_conf"));
+    EXPECT_EQ(22000, fake.At("fwversion"));
+    EXPECT_EQ(200000, fake.At("calibration"));
+    EXPECT_TRUE(log.Contains("Send calibration info."));
     EXPECT_EQ(1u + 2u + 1u, fake.Count("pluginstate"));
 }
 
-TEST_F(Supervision, ScheduledActionsAtPasses8_9_11_100) {
-    fake.registerResult = [](const char*) { return 0; };
-    std::vector<std::pair<std::string, int64_t>> seen;
-    const int64_t start = clock.NowMs();
-    clock.onSleep = [&](int64_t elapsed) {
-        if (elapsed >= 210000) gFake->ended = 1;
+// One session, then registrations fail until the twelfth failed cycle ends the process. A session
+// end tears down heartbeat and connection, writes 103, pauses 20 s, then logs in again under 20
+// hours of session and registers afresh from 20 hours on; it clears the failed-cycle counter. A
+// heartbeat that fails to start after the first login tears down without counting a failure. The
+// weekly restart is due when the pass counter is above 302400 at a session end: it ends the
+// process without tearing down or writing a status.
+TEST_F(Supervision, SessionEndsAndWhatFollows) {
+    struct Row {
+        const char* name;
+        size_t okRegistration;  // which RegisterStart succeeds
+        int heartbeat;
+        int64_t endAtMs;
+        size_t registers, relogins, deletes;
+        const char *text, *status;
+    } rows[] = {
+        {"19 h", 1, 0, 19 * kHour, 1 + 12, 1, 1, "ReLogin...", "102\n"},
+        {"20 h", 1, 0, 20 * kHour, 1 + 12, 0, 1, "Ready to Register ...", "102\n"},
+        {"counter", 6, 0, 0, 6 + 12, 1, 1, "ReLogin...", "102\n"},
+        {"heartbeat", 1, -1, 0, 1 + 12, 0, 1, "LoginStart error.", "102\n"},
+        {"pass 302400", 1, 0, 302400 * 2000, 1 + 12, 0, 1, "Ready to Register ...", "102\n"},
+        {"pass 302401", 1, 0, 302401 * 2000, 1, 0, 0, "After a week exit, restart ...", "001\n"},
     };
-    fake.reloginResult = [] { return -1; };
-    // After the first session the loop registers again forever; stop it with failures.
-    int registrations = 0;
-    fake.registerResult = [&registrations](const char*) { return registrations++ == 0 ? 0 : -1; };
-    auto ops = FakeOps();
-    static std::vector<std::pair<std::string, int64_t>>* sSeen;
-    static int64_t sStart;
-    static ManualClock* sClock;
-    sSeen = &seen;
-    sStart = start;
-    sClock = &clock;
-    ops.ComF_get_autoreport_conf = [] {
-        sSeen->emplace_back("conf", sClock->NowMs() - sStart);
-        return 0u;
-    };
-    ops.dev_fwversion_report = [] {
-        sSeen->emplace_back("fw", sClock->NowMs() - sStart);
-        return 0;
-    };
-    ops.ComF_send_calibration = [] { sSeen->emplace_back("cal", sClock->NowMs() - sStart); };
-    EXPECT_EQ(-1, RunSupervisionLoop(ops, 1));
-    ASSERT_EQ(3u, seen.size());
-    EXPECT_EQ(std::make_pair(std::string("conf"), int64_t{18000}), seen[0]);
-    EXPECT_EQ(std::make_pair(std::string("fw"), int64_t{22000}), seen[1]);
-    EXPECT_EQ(std::make_pair(std::string("cal"), int64_t{200000}), seen[2]);
-    EXPECT_TRUE(log.Contains("Send calibration info."));
-}
-
-TEST_F(Supervision, HeartbeatStartFailureAfterFirstLoginWrites102AndTearsDown) {
-    int registrations = 0;
-    fake.registerResult = [&registrations](const char*) { return registrations++ == 0 ? 0 : -1; };
-    fake.heartbeatResult = [] { return -1; };
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-    EXPECT_EQ(1u, fake.Count("DeleteHeartbear"));
-    EXPECT_EQ(1u, fake.Count("DeleteServer"));
-    EXPECT_TRUE(log.Contains("LoginStart error."));
-    // Counter unchanged by the login-side failure: twelve more failed cycles end the process.
-    EXPECT_EQ(1u + 12u, fake.Count("RegisterStart"));
-}
-
-TEST_F(Supervision, WeeklyExitAtASessionEndWithoutStatusWrite) {
-    fake.registerResult = [](const char*) { return 0; };
-    clock.onSleep = [](int64_t elapsed) {
-        if (elapsed > (302400LL + 2) * 2000) gFake->ended = 1;
-    };
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-    EXPECT_TRUE(log.Contains("After a week exit, restart ..."));
-    EXPECT_EQ("001\n", Status());
-    EXPECT_EQ(0u, fake.Count("DeleteServer"));
-}
-
-// The weekly restart is due when the pass counter is above 302400 at a session end: a session
-// that ends at pass 302400 is still torn down and followed by a new cycle, one at 302401 ends
-// the process.
-TEST_F(Supervision, WeeklyExitBoundaryIsPass302401) {
-    for (int64_t pass : {302400LL, 302401LL}) {
+    for (const Row& r : rows) {
+        fake = Fake();
         log.Clear();
-        fake.calls.clear();
-        int registrations = 0;
-        fake.registerResult = [&registrations](const char*) {
-            return registrations++ == 0 ? 0 : -1;
+        fake.registerResult = [this, &r](const char*) {
+            return fake.Count("RegisterStart") == r.okRegistration ? 0 : -1;
         };
-        const int64_t endAt = clock.NowMs() - clock.start + pass * 2000;
-        bool ended = false;
-        clock.onSleep = [&ended, endAt](int64_t elapsed) {
-            if (!ended && elapsed >= endAt) {
-                ended = true;
-                gFake->ended = 1;
-            }
-        };
-        EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
-        const bool exited = pass == 302401;
-        EXPECT_EQ(exited, log.Contains("After a week exit, restart ...")) << pass;
-        EXPECT_EQ(exited ? 0u : 1u, fake.Count("DeleteServer")) << pass;
-        gFake->ended = 0;
+        fake.heartbeatResult = r.heartbeat;
+        EndSessionAt(clock.NowMs() - clock.start + r.endAtMs);
+        EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1)) << r.name;
+        EXPECT_EQ(r.registers, fake.Count("RegisterStart")) << r.name;
+        EXPECT_EQ(r.relogins, fake.Count("ReLogin")) << r.name;
+        EXPECT_EQ(r.deletes, fake.Count("DeleteServer")) << r.name;
+        EXPECT_EQ(r.deletes, fake.Count("DeleteHeartbear")) << r.name;
+        EXPECT_TRUE(log.Contains(r.text)) << r.name;
+        EXPECT_EQ(r.status, Status()) << r.name;
+        EXPECT_EQ(r.name == std::string("pass 302401"), log.Contains("After a week exit"))
+            << r.name;
     }
+}
+
+// Session end before a re-login: status 103 is written and the re-login comes 20 s after the
+// connection is torn down.
+TEST_F(Supervision, ReLoginAfterStatus103AndTwentySecondPause) {
+    RegisterOnce();
+    EndSessionAt(kHour);
+    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
+    EXPECT_EQ("103\n", fake.statusAtRelogin);
+    EXPECT_EQ(20000, fake.At("ReLogin") - fake.At("DeleteServer"));
 }
 
 // A fatal session result (no PIN or serial number, a forced disconnect) ends the loop at once,
@@ -368,13 +257,9 @@ TEST_F(Supervision, FatalSessionResultsEndTheLoopAtOnce) {
         auto ops = FakeOps();
         ops.RegisterStart = [](const char*) { return sWhere == 0 ? kPlugFatal : 0; };
         ops.LoginStart = [] { return sWhere == 1 ? kPlugFatal : 0; };
-        ops.ReLogin = [] {
-            gFake->calls.push_back("ReLogin");
-            gFake->ended = 0;
-            return kPlugFatal;
-        };
-        clock.onSleep = [](int64_t) {
-            if (gFake->ended == 0) gFake->ended = sWhere == 2 ? kPlugFatal : 1;
+        ops.ReLogin = [] { return REC("ReLogin"), gFake->ended = 0, kPlugFatal; };
+        clock.onSleep = [this](int64_t) {
+            if (fake.ended == 0) fake.ended = sWhere == 2 ? kPlugFatal : 1;
         };
         EXPECT_EQ(-1, RunSupervisionLoop(ops, 1)) << where;
         EXPECT_EQ(where == 3 ? 1u : 0u, fake.Count("DeleteServer")) << where;
@@ -404,7 +289,6 @@ protected:
 };
 
 TEST_F(Startup, ServicesStartInOrderAfterTheSettings) {
-    fake.registerResult = [](const char*) { return -1; };
     EXPECT_EQ(-1, Main({"-d"}));
     const std::vector<std::string> want = {"ResetRecvQueue",  "InitProtool",       "StartEaccess",
                                            "CommServerStart", "Fn39Init",          "Fn40Init",
@@ -416,7 +300,7 @@ TEST_F(Startup, ServicesStartInOrderAfterTheSettings) {
     EXPECT_EQ((std::vector<int64_t>{50, 60, 70}),
               std::vector<int64_t>(sleeps.begin(), sleeps.begin() + 3));
     EXPECT_TRUE(log.Contains("Log system [debug] working."));
-    EXPECT_TRUE(log.Contains("\033[1;32m>>>>>>>>>>>>>>>>> Plugin Version = 2.0.0.7-20221227"));
+    EXPECT_TRUE(log.Contains(">>>>>>>>>>>>>>>>> Plugin Version = 2.0.0.7-20221227"));
 }
 
 // Wrong options: the identity has been cleared, nothing starts and no status is written.
@@ -424,10 +308,8 @@ TEST_F(Startup, WrongOptionsReturnAfterClearingTheIdentity) {
     memset(l_mac, 0xAA, sizeof l_mac);
     memset(gSN, 'S', sizeof gSN);
     EXPECT_EQ(-1, Main({"-m", "0011223344"}));
-    for (uint8_t b : l_mac)
-        EXPECT_EQ(0, b);
-    for (char c : gSN)
-        EXPECT_EQ('\0', c);
+    EXPECT_EQ(std::string(sizeof l_mac, '\0'), std::string(l_mac, l_mac + sizeof l_mac));
+    EXPECT_EQ(std::string(sizeof gSN, '\0'), std::string(gSN, gSN + sizeof gSN));
     EXPECT_TRUE(log.Contains("Error wrong param(s)."));
     EXPECT_TRUE(fake.calls.empty());
     EXPECT_EQ("", Status());
@@ -444,9 +326,7 @@ TEST_F(Startup, WithoutDebugNotOneLineAfterTheOptions) {
 TEST_F(Startup, FailingStepEndsWithItsTextAndStatus) {
     struct Row {
         int* result;
-        const char* lastCall;
-        const char* text;
-        const char* status;
+        const char *lastCall, *text, *status;
     } rows[] = {{&fake.resolveResult, "InitProtool", "Dns parse failed, exit!!!", "102\n"},
                 {&fake.commServerResult, "CommServerStart", "Comm server start error.", ""},
                 {&fake.subdevResult, "StartSubdev", "StartSubdev failed.", ""}};

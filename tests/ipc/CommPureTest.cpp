@@ -2,6 +2,7 @@
 // a socket. Expected bytes are written out by hand from the frame layouts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <string>
@@ -31,20 +32,21 @@ Bytes Build(int id, uint32_t seq, const Bytes& payload, size_t len) {
 }
 
 TEST(CommBuildCmdTest, FramesWrittenByHand) {
-    LogCapture log;
-    EXPECT_EQ(Build(73, 1, {}, 0), (Bytes{0x5A, 0x5A, 0x49, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01,
-                                          0x00, 0x00, 0x00, 0x69, 0x00, 0x69}));
-    EXPECT_TRUE(log.Contains("get mesh switch"));
-    EXPECT_EQ(Build(1, 7, {}, 0), (Bytes{0x5A, 0x5A, 0x01, 0x00, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00,
-                                         0x00, 0x00, 0x00, 0x00}));
-    EXPECT_EQ(Build(76, 2, {3, 60}, 2), (Bytes{0x5A, 0x5A, 0x4C, 0x00, 0x02, 0x00, 0x00, 0x00, 0x02,
-                                               0x00, 0x00, 0x00, 0x3F, 0x00, 0x03, 0x3C}));
-    // Function 5 sends two bytes whatever length it is given.
-    EXPECT_EQ(Build(5, 3, {0xFF, 0xFF}, 0),
-              (Bytes{0x5A, 0x5A, 0x05, 0x00, 0x03, 0x00, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00, 0xFE,
-                     0x01, 0xFF, 0xFF}));
-    EXPECT_EQ(Build(997, 0x01020304, {}, 0), (Bytes{0x5A, 0x5A, 0xE5, 0x03, 0x04, 0x03, 0x02, 0x01,
-                                                    0x01, 0x00, 0x00, 0x00, 0x69, 0x00, 0x69}));
+    struct Case {
+        int id;
+        uint32_t seq;
+        Bytes payload;
+        size_t len;
+        const char* frame;
+    } cases[] = {
+        {73, 1, {}, 0, "5A5A 4900 01000000 01000000 6900 69"},
+        {1, 7, {}, 0, "5A5A 0100 07000000 00000000 0000"},
+        {76, 2, {3, 60}, 2, "5A5A 4C00 02000000 02000000 3F00 03 3C"},
+        {5, 3, {0xFF, 0xFF}, 0, "5A5A 0500 03000000 02000000 FE01 FF FF"},  // always two bytes
+        {997, 0x01020304, {}, 0, "5A5A E503 04030201 01000000 6900 69"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(Build(c.id, c.seq, c.payload, c.len), testsupport::Hex(c.frame)) << c.id;
 }
 
 TEST(CommBuildCmdTest, RefusedIdsAndTheirTexts) {
@@ -64,29 +66,21 @@ TEST(CommBuildCmdTest, RefusedIdsAndTheirTexts) {
         // a sequence number, one outside that range does not.
         uint32_t before = CommTxSeq.load();
         EXPECT_EQ(CommSendCmd(c.id, nullptr, 0), -1);
-        bool inRange = c.id >= 1 && c.id <= 1000;
-        EXPECT_EQ(CommTxSeq.load(), before + (inRange ? 1u : 0u)) << c.id;
+        EXPECT_EQ(CommTxSeq.load(), before + (c.id >= 1 && c.id <= 1000 ? 1u : 0u)) << c.id;
     }
-}
-
-TEST(CommBuildCmdTest, PluginStateTexts) {
-    EXPECT_EQ(CommPluginStateText(1),
-              "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}");
-    EXPECT_EQ(CommPluginStateText(0),
-              "{\"pluginState\":\"offline\",\"pluginVersion\":\"2.0.0.7-20221227\"}");
 }
 
 TEST(CommBuildCmdTest, NoCompanionMeansEveryRequestFailsAtOnce) {
     LogCapture log;
     uint8_t v = 0;
     EXPECT_EQ(ComF_get_mesh_switch(&v), 1u);
-    EXPECT_TRUE(log.Contains("ERROR: send get mesh switch command failed!"));
     EXPECT_EQ(ComF_get_adj_wifi_info(), 1u);
-    EXPECT_TRUE(log.Contains("ERROR: send get adj wifi info command failed!"));
     EXPECT_EQ(ComF_send_pluginstate(), 1u);
-    EXPECT_TRUE(log.Contains("ERROR: send plugin state failed!"));
     EXPECT_EQ(ComF_get_autoreport_conf(), 1u);
-    EXPECT_TRUE(log.Contains("ERROR: get auto report config info failed!"));
+    for (const char* text :
+         {"send get mesh switch command failed!", "send plugin state failed!",
+          "send get adj wifi info command failed!", "get auto report config info failed!"})
+        EXPECT_TRUE(log.Contains(text)) << text;
     EXPECT_FALSE(log.Contains("ERROR: request timeout!"));
 }
 
@@ -94,7 +88,7 @@ Bytes Frame(uint16_t id, uint32_t seq, uint32_t lenField, uint16_t sum, const By
     return CompanionFrame(id, seq, payload, lenField, sum);
 }
 
-TEST(CommAcceptTest, RulesInOrder) {
+TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
     std::atomic<uint32_t> rxSeq{0};
     Bytes slot(8196, 0);
     auto accept = [&](const Bytes& f) {
@@ -122,14 +116,9 @@ TEST(CommAcceptTest, RulesInOrder) {
     // A length field past the slot is summed only over the slot's bytes.
     slot.assign(slot.size(), 0);
     EXPECT_EQ(accept(Frame(73, 6, 0xFFFFFFFF, 1, {1})), kCommAccepted);
-}
-
-TEST(CommAcceptTest, ElementSizeBounds) {
-    std::atomic<uint32_t> rxSeq{0};
-    Bytes slot(8196, 0);
+    // Element sizes: 8100 bytes at most.
     Bytes f = Frame(73, 9, 1, 0, {0});
     memcpy(slot.data(), f.data(), f.size());
-    LogCapture log;
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8100, slot.size(), rxSeq, nullptr), kCommAccepted);
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8101, slot.size(), rxSeq, nullptr), kCommBadLength);
     EXPECT_TRUE(log.Contains("Receive length error, length is 8101"));
@@ -165,10 +154,9 @@ TEST(RelayTest, PrefixWithLength) {
 }
 
 TEST(RelayTest, Function81HasNoLengthAndReversesItsCounters) {
-    Bytes p(229);
+    Bytes p(229), out(8192);
     for (size_t i = 0; i < p.size(); ++i)
         p[i] = static_cast<uint8_t>(i);
-    Bytes out(8192);
     ASSERT_EQ(CommBuildRelay(out.data(), out.size(), 5, 81, p.data(), p.size()), 235u);
     EXPECT_EQ(Bytes(out.begin(), out.begin() + 8),
               (Bytes{0x05, 0x00, 0x51, 0x00, 0x00, 0x00, 0x00, 0x01}));  // payload starts at 6
@@ -205,129 +193,98 @@ TEST(Fn89Test, TypeRules) {
     EXPECT_TRUE(log.Contains("ERROR: type error!"));
 }
 
+// The texts relayed to the platform: plug-in state and firmware update results.
 TEST(FwResultTest, Texts) {
-    std::string ok = CommFwResultText(0);
-    EXPECT_EQ(ok, "{\"result\":0,\"resultDesc\":\"success\"}");
-    EXPECT_EQ(ok.size(), 35u);
-    struct Case {
-        int r;
-        const char* desc;
-    } cases[] = {{1, "fromVersion not match."}, {2, "toVersion not support."},
-                 {3, "url address error."},     {4, "check method not match."},
-                 {5, "fileLength error."},      {6, "file download failed."},
-                 {7, "check sum error."},       {8, "firmware update faiiled."},
-                 {9, "unKnown error."},         {255, "unKnown error."}};
-    for (const Case& c : cases)
-        EXPECT_EQ(CommFwResultText(c.r),
-                  "{\"result\":" + std::to_string(c.r) + ",\"resultDesc\":\"" + c.desc + "\"}");
+    EXPECT_EQ(CommPluginStateText(0),
+              "{\"pluginState\":\"offline\",\"pluginVersion\":\"2.0.0.7-20221227\"}");
+    EXPECT_EQ(CommFwResultText(0), "{\"result\":0,\"resultDesc\":\"success\"}");
+    const char* desc[] = {
+        "fromVersion not match.",  "toVersion not support.",   "url address error.",
+        "check method not match.", "fileLength error.",        "file download failed.",
+        "check sum error.",        "firmware update faiiled.", "unKnown error."};
+    for (int r : {1, 2, 3, 4, 5, 6, 7, 8, 9, 255})
+        EXPECT_EQ(CommFwResultText(r), "{\"result\":" + std::to_string(r) + ",\"resultDesc\":\"" +
+                                           desc[std::min(r, 9) - 1] + "\"}");
     LogCapture log;
-    const uint8_t two[] = {0, 0};
+    const uint8_t two[] = {0, 0}, one[] = {3};
     CommFwUpdateResult(two, 2);
     EXPECT_TRUE(log.Contains("Firmware update return length error."));
-    const uint8_t one[] = {3};
     CommFwUpdateResult(one, 1);
     EXPECT_TRUE(log.Contains("update firmware file error."));
 }
 
+// "HH:MM-HH:MM" to the seconds after midnight of its start (first) and end (second); the text
+// is cut at the dash in place.
 TEST(JumpTimeTest, SplitsAndRefuses) {
-    char ok[] = "22:00-06:00";
-    long second = 0, first = 0;
-    ASSERT_EQ(jumpTimeToSec(&second, &first, ok), 0);
-    EXPECT_EQ(first, 79200);
-    EXPECT_EQ(second, 21600);
-    EXPECT_STREQ(ok, "22:00");  // cut in place
     struct Case {
-        const char* text;
-        const char* log;
-    } cases[] = {{"1:00-1:30", "jump time is little than 3600!"},
-                 {"1:00", "jump time error!"},
-                 {"1000-2000", "Time data error!!!"},
-                 {"100-200", "Time data length error!!!"},
-                 {"-", "jump time error!!!"}};
+        const char *text, *log;
+        long first, second;
+    } cases[] = {{"22:00-06:00", "", 79200, 21600},
+                 {"1:00-9:30", "", 3600, 34200},
+                 {"1:00-1:30", "jump time is little than 3600!", -1, 0},
+                 {"1:00", "jump time error!", -1, 0},
+                 {"1000-2000", "Time data error!!!", -1, 0},
+                 {"100-200", "Time data length error!!!", -1, 0},
+                 {"-", "jump time error!!!", -1, 0}};
     for (const Case& c : cases) {
         LogCapture log;
         std::string text = c.text;
-        EXPECT_EQ(jumpTimeToSec(&second, &first, &text[0]), -1) << c.text;
+        long second = 0, first = 0;
+        ASSERT_EQ(jumpTimeToSec(&second, &first, &text[0]), c.first < 0 ? -1 : 0) << c.text;
         EXPECT_TRUE(log.Contains(c.log)) << c.text << "\n" << log.Text();
+        if (c.first < 0) continue;
+        EXPECT_EQ(first, c.first);
+        EXPECT_EQ(second, c.second);
+        EXPECT_STREQ(text.c_str(),
+                     std::string(c.text).substr(0, std::string(c.text).find('-')).c_str());
     }
-    char shortForm[] = "1:00-9:30";
-    ASSERT_EQ(jumpTimeToSec(&second, &first, shortForm), 0);
-    EXPECT_EQ(first, 3600);
-    EXPECT_EQ(second, 34200);
 }
 
-TEST(SpreadTest, MacPhaseAndDailyTime) {
+// The daily report time and the cycle start, spread over the day by the MAC's phase
+// (MacVal mod referNum). Values at the edges of what the platform and the companion send are
+// computed in 64 bits or refused: with 32-bit arithmetic (long on the ARM and MIPS routers)
+// interval3 = 2^30 made the cycle length 0, a division by zero, and a serverDiff near the int
+// limits wrapped the report times round.
+TEST(SpreadTest, DailyTimeAndCycleStartExtremeValuesIn64Bits) {
     const uint8_t mac[6] = {0xAA, 0xBB, 0xCC, 0x12, 0x34, 0x56};
-    EXPECT_EQ(CommMacVal(mac), 1193046);
-    char none[1] = "";
-    SpreadInput in{1000, 5, 1440, 0, none, 1000000 + 100, 1000000, CommMacVal(mac)};
-    ReportTimes t;
-    LogCapture log;
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    EXPECT_TRUE(log.Contains("MacVal: 1193046"));
-    EXPECT_NEAR(t.dayReportTime, 1000005 + 3974.4, 1e-6);  // P = 46, d = 86.4 x 46
-    EXPECT_EQ(t.cycleReportStart, 0.0);
-    char jump[] = "22:00-06:00";
-    in.jumpTime = jump;
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    // (3974 mod 57600) + 21600 + 5 after midnight, plus the fraction.
-    EXPECT_NEAR(t.dayReportTime, 1000000 + 3974 + 21600 + 5 + 0.4, 1e-6);
-    in.interval2 = 0;
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    EXPECT_EQ(t.dayReportTime, 0.0);
-}
-
-TEST(SpreadTest, EmptyJumpSpanIsRefused) {
-    char jump[] = "0:00-24:00";  // no range check on the digits: a span of zero seconds
-    SpreadInput in{1000, 0, 1440, 0, jump, 100, 0, 1193046};
-    ReportTimes t;
-    LogCapture log;
-    EXPECT_EQ(CommSpreadReportTimes(in, &t), -1);
-    EXPECT_TRUE(log.Contains("jump time is error!"));
-}
-
-TEST(SpreadTest, CycleStartMovesPastNow) {
-    char none[1] = "";
-    SpreadInput in{1000, 5, 0, 60, none, 1000000 + 100, 1000000, 1193046};
-    ReportTimes t;
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    EXPECT_NEAR(t.cycleReportStart, 1000005 + 165.6, 1e-6);  // 3.6 s x 46
-    in.now = 1000000 + 10000;  // lag 9830 s: (60 + (9860 div 3600) x 60) x 60 = 10800 later
-    ASSERT_EQ(CommSpreadReportTimes(in, &t), 0);
-    EXPECT_NEAR(t.cycleReportStart, 1000005 + 165.6 + 10800, 1e-6);
-}
-
-// Values at the edges of what the platform and the companion send. With 32-bit arithmetic (long
-// on the ARM and MIPS routers) interval3 = 2^30 made the cycle length 0, a division by zero, and a
-// serverDiff near the int limits wrapped the report times round.
-TEST(SpreadTest, ExtremeValuesAreComputedIn64BitsOrRefused) {
-    const int64_t m = 1700000000;  // midnight; now is 100 s later; MAC phase 0
-    const int64_t intMin = -2147483647 - 1;
+    EXPECT_EQ(CommMacVal(mac), 1193046);                                  // phase 46 of 1000
+    const int64_t k = 1000000, m = 1700000000, intMin = -2147483647 - 1;  // midnights
     struct Case {
+        int64_t refer, serverDiff;
         int i2, i3;
-        int64_t serverDiff;
+        const char* jump;
+        int64_t now, midnight, macVal;
         int rc;
+        const char* log;
         double day, cycle;
     } cases[] = {
-        {0, 1073741824, 0, -1, 0, 0},  // 2^30 minutes: x 60 is 0 in 32 bits
-        {0, 2147483647, 0, -1, 0, 0},
-        {0, 35791394, 0, 0, 0, m + 2147483640.0},  // the longest cycle: one cycle after midnight
-        {1440, 1, 2147483647, 0, m + 2147483647.0, m + 2147483647.0},
+        // d = 86.4 s x 46; with a jump time: (3974 mod 57600) + 21600 after midnight.
+        {1000, 5, 1440, 0, "", k + 100, k, 1193046, 0, "MacVal: 1193046", k + 5 + 3974.4, 0},
+        {1000, 5, 1440, 0, "22:00-06:00", k + 100, k, 1193046, 0, "", k + 3974 + 21600 + 5.4, 0},
+        {1000, 5, 0, 0, "22:00-06:00", k + 100, k, 1193046, 0, "", 0, 0},
+        // No range check on the digits: a span of zero seconds.
+        {1000, 0, 1440, 0, "0:00-24:00", 100, 0, 1193046, -1, "jump time is error!", 0, 0},
+        // 3.6 s x 46; lag 9830 s: (60 + (9860 div 3600) x 60) x 60 = 10800 s later.
+        {1000, 5, 0, 60, "", k + 100, k, 1193046, 0, "", 0, k + 5 + 165.6},
+        {1000, 5, 0, 60, "", k + 10000, k, 1193046, 0, "", 0, k + 5 + 165.6 + 10800},
+        {5, 0, 0, 1073741824, "", m + 100, m, 0, -1, "interval3 out of range", 0, 0},  // x60: 0
+        {5, 0, 0, 2147483647, "", m + 100, m, 0, -1, "interval3 out of range", 0, 0},
+        {5, 0, 0, 35791394, "", m + 100, m, 0, 0, "", 0, m + 2147483640.0},  // longest cycle
+        {5, 2147483647, 1440, 1, "", m + 100, m, 0, 0, "", m + 2147483647.0, m + 2147483647.0},
         // lag 2147483748 s: (1 + 2147483778 div 60) x 60 = 2147483820 s later
-        {1440, 1, intMin, 0, m - 2147483648.0, m + 172.0},
+        {5, intMin, 1440, 1, "", m + 100, m, 0, 0, "", m - 2147483648.0, m + 172.0},
     };
     for (const Case& c : cases) {
-        char none[1] = "";
-        SpreadInput in{5, c.serverDiff, c.i2, c.i3, none, m + 100, m, 0};
+        std::string jump = c.jump;
+        SpreadInput in{c.refer, c.serverDiff, c.i2, c.i3, &jump[0], c.now, c.midnight, c.macVal};
         ReportTimes t;
         LogCapture log;
-        ASSERT_EQ(CommSpreadReportTimes(in, &t), c.rc) << c.i3;
-        EXPECT_EQ(log.Contains("interval3 out of range"), c.rc != 0) << c.i3;
-        if (c.rc != 0) continue;
-        EXPECT_EQ(t.dayReportTime, c.day) << c.serverDiff;
-        EXPECT_EQ(t.cycleReportStart, c.cycle) << c.serverDiff;
+        ASSERT_EQ(CommSpreadReportTimes(in, &t), c.rc) << c.i3 << " " << c.serverDiff;
+        EXPECT_TRUE(log.Contains(c.log)) << c.log;
+        EXPECT_NEAR(t.dayReportTime, c.day, 1e-6) << c.i3 << " " << c.serverDiff;
+        EXPECT_NEAR(t.cycleReportStart, c.cycle, 1e-6) << c.i3 << " " << c.serverDiff;
     }
-    // The same through the configuration paths: refused with a log line, nothing sent.
+    // The same through the configuration path: refused with a log line, nothing sent.
     LogCapture log;
     std::string conf = "{\"referNum\":1000,\"interval2\":0,\"interval3\":1073741824}";
     Bytes p{0};
@@ -336,13 +293,6 @@ TEST(SpreadTest, ExtremeValuesAreComputedIn64BitsOrRefused) {
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("interval3 out of range: 1073741824"));
     EXPECT_FALSE(log.Contains("set auto report info"));
-    for (const char* ts : {"-1e300", "1e300", "-9223372036854775808"}) {
-        std::string set = std::string("{\"timestamp\":") + ts +
-                          ",\"referNum\":1000,\"interval2\":1440,\"interval3\":60}";
-        log.Clear();
-        EXPECT_EQ(ComF_set_auto_report(set.c_str(), set.size()), 1u) << ts;
-        EXPECT_TRUE(log.Contains("Calibration time error !!!!!!")) << ts;
-    }
 }
 
 Bytes ConfPayload(uint8_t status, const std::string& json) {
@@ -351,7 +301,13 @@ Bytes ConfPayload(uint8_t status, const std::string& json) {
     return p;
 }
 
-TEST(AutoConfTest, Parses997Answer) {
+// A 997 answer replaces the configuration; the function-89 report times stay.
+TEST(AutoConfTest, Parses997AnswerAndKeepsTheFunction89Times) {
+    CommAutoReportReset();
+    const uint8_t a[] = {1, 5}, b[] = {1, 7}, t2[] = {2}, t3[] = {3};
+    ASSERT_EQ(CommCheck89(a, sizeof a, 5000), 0);
+    ASSERT_EQ(CommCheck89(t2, 1, 5000), 0);
+    ASSERT_EQ(CommCheck89(t3, 1, 5000), 0);
     Bytes p = ConfPayload(0,
                           "{\"referNum\":1000,\"serverDiff\":-7,\"interval1\":3,"
                           "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
@@ -371,60 +327,12 @@ TEST(AutoConfTest, Parses997Answer) {
     Comm_get_88Conf(refused.data(), refused.size());
     EXPECT_EQ(referNum.load(), -1);
     EXPECT_EQ(serverErr.load(), 0);
-}
-
-TEST(AutoConfTest, SecondCalibrationFindsJumpTimeCut) {
-    const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
-    SetRouteMac(mac);
-    Bytes p = ConfPayload(0,
-                          "{\"referNum\":1000,\"serverDiff\":0,\"interval1\":0,"
-                          "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
-    Comm_get_88Conf(p.data(), p.size());
-    LogCapture log;
-    ComF_send_calibration();  // no companion: the send fails, the jump time is cut all the same
-    EXPECT_TRUE(log.Contains("ERROR: send set autoreport switch command failed!"));
-    EXPECT_EQ(CommJumpTimeText(), "22:00");
-    log.Clear();
-    ComF_send_calibration();
-    EXPECT_TRUE(log.Contains("jump time is error!"));
-    EXPECT_FALSE(log.Contains("set auto report info"));
-}
-
-TEST(AutoConfTest, Answer997KeepsTheFunction89Times) {
-    CommAutoReportReset();
-    const uint8_t a[] = {1, 5}, b[] = {1, 7}, t2[] = {2}, t3[] = {3};
-    ASSERT_EQ(CommCheck89(a, sizeof a, 5000), 0);
-    ASSERT_EQ(CommCheck89(t2, 1, 5000), 0);
-    ASSERT_EQ(CommCheck89(t3, 1, 5000), 0);
-    Bytes p = ConfPayload(0, "{\"referNum\":1000,\"interval2\":1440}");
-    Comm_get_88Conf(p.data(), p.size());
-    EXPECT_EQ(referNum.load(), 1000);
     EXPECT_EQ(CommCheck89(b, sizeof b, 5003), -1);  // still 3 s after the last type 1
     EXPECT_EQ(CommCheck89(t2, 1, 5010), -1);
     EXPECT_EQ(CommCheck89(t3, 1, 5010), -1);
 }
 
-TEST(AutoConfTest, OutOfRangeNumbersDoNotWrapIntoRange) {
-    // 2^32 + 1000 and 2^32 + 1440 would become 1000 and 1440 if cut to 32 bits.
-    Bytes p = ConfPayload(0,
-                          "{\"referNum\":4294968296,\"serverDiff\":-4294967306,"
-                          "\"interval2\":4294968736,\"interval3\":1e300}");
-    Comm_get_88Conf(p.data(), p.size());
-    EXPECT_EQ(referNum.load(), 2147483647);
-    EXPECT_EQ(serverErr.load(), -2147483647 - 1);
-    EXPECT_EQ(intervalFlag2.load(), 2147483647);
-    EXPECT_EQ(intervalFlag3.load(), 2147483647);
-    LogCapture log;
-    std::string wrapped = "{\"timestamp\":" + std::to_string(NowSec()) +
-                          ",\"referNum\":1000,\"interval2\":4294968736,\"interval3\":0}";
-    EXPECT_EQ(ComF_set_auto_report(wrapped.c_str(), wrapped.size()), 1u);  // no companion
-    EXPECT_EQ(intervalFlag2.load(), 2147483647);
-    std::string hugeRefer = "{\"referNum\":4294968296,\"interval2\":0,\"interval3\":0}";
-    EXPECT_EQ(ComF_set_auto_report(hugeRefer.c_str(), hugeRefer.size()), 1u);
-    EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
-}
-
-TEST(AutoConfTest, CalibrationGuards) {
+TEST(AutoConfTest, CalibrationGuardsAndJumpTimeCut) {
     CommAutoReportReset();
     LogCapture log;
     ComF_send_calibration();
@@ -437,59 +345,85 @@ TEST(AutoConfTest, CalibrationGuards) {
     Comm_get_88Conf(none.data(), none.size());
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("Function 89 no config, no need calibration!"));
-}
-
-TEST(AutoConfTest, SetAutoReportChecks) {
-    LogCapture log;
-    EXPECT_EQ(ComF_set_auto_report("{", 1), 1u);
-    EXPECT_EQ(ComF_set_auto_report("not json", 8), 1u);
-    std::string badRefer = "{\"referNum\":4,\"interval2\":1440}";
-    EXPECT_EQ(ComF_set_auto_report(badRefer.c_str(), badRefer.size()), 1u);
-    EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
-    // Far beyond the 90-s window, so a second ticking between here and the check changes nothing.
-    std::string farClock = "{\"timestamp\":" + std::to_string(NowSec() + 1000) +
-                           ",\"referNum\":1000,\"interval2\":1440}";
-    EXPECT_EQ(ComF_set_auto_report(farClock.c_str(), farClock.size()), 1u);
-    EXPECT_TRUE(log.Contains("Calibration time error !!!!!!"));
+    // The jump time is cut in place by the first calibration: the second finds it broken.
+    const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
+    SetRouteMac(mac);
+    Bytes p = ConfPayload(0,
+                          "{\"referNum\":1000,\"serverDiff\":0,\"interval1\":0,"
+                          "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
+    Comm_get_88Conf(p.data(), p.size());
     log.Clear();
-    // Both intervals below 1: the timestamp is not looked at; the send then fails (no companion).
-    std::string off = "{\"timestamp\":5,\"referNum\":1000,\"interval2\":0,\"interval3\":0}";
-    EXPECT_EQ(ComF_set_auto_report(off.c_str(), off.size()), 1u);
-    EXPECT_FALSE(log.Contains("Calibration time error"));
+    ComF_send_calibration();  // no companion: the send fails, the jump time is cut all the same
     EXPECT_TRUE(log.Contains("ERROR: send set autoreport switch command failed!"));
-    EXPECT_EQ(intervalFlag2.load(), 0);
+    EXPECT_EQ(CommJumpTimeText(), "22:00");
+    log.Clear();
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("jump time is error!"));
+    EXPECT_FALSE(log.Contains("set auto report info"));
 }
 
-// The text sent is the platform's object with its closing brace replaced by the computed members,
-// in a 500-byte buffer: what does not fit, or is not one object ending in '}', is refused (it was
-// cut silently). Without a companion a text that passes fails at the send.
-TEST(AutoConfTest, SetAutoReportTextMustFitAndBeAnObject) {
+// 2^32 + 1000 and 2^32 + 1440 would become 1000 and 1440 if cut to 32 bits.
+TEST(AutoConfTest, OutOfRangeNumbersDoNotWrapIntoRange) {
+    Bytes p = ConfPayload(0,
+                          "{\"referNum\":4294968296,\"serverDiff\":-4294967306,"
+                          "\"interval2\":4294968736,\"interval3\":1e300}");
+    Comm_get_88Conf(p.data(), p.size());
+    EXPECT_EQ(referNum.load(), 2147483647);
+    EXPECT_EQ(serverErr.load(), -2147483647 - 1);
+    EXPECT_EQ(intervalFlag2.load(), 2147483647);
+    EXPECT_EQ(intervalFlag3.load(), 2147483647);
+}
+
+// The platform's text is checked (JSON object, referNum 5..20000000, a timestamp within 90 s
+// unless both intervals are off, 64-bit numbers), then sent as that object with its closing brace
+// replaced by the computed members, in a 500-byte buffer: what does not fit, or is not one object
+// ending in '}', is refused. Without a companion a text that passes fails at the send.
+TEST(AutoConfTest, SetAutoReportChecks) {
+    const std::string sent = "send set autoreport switch command failed!",
+                      tooLong = "text too long!";
     const std::string members = "{\"referNum\":1000,\"interval2\":0,\"interval3\":0,\"pad\":\"";
     const size_t suffix = std::string(
                               ",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
                               "\"cycleReportStart\":\"0.000000\",\"save\":1}")
                               .size();
-    auto padded = [&](size_t sent) {  // the text whose payload is `sent` bytes long
-        return members + std::string(sent - suffix - members.size() - 1, 'x') + "\"}";
+    auto padded = [&](size_t len) {  // the text whose payload is `len` bytes long
+        return members + std::string(len - suffix - members.size() - 1, 'x') + "\"}";
     };
+    auto stamped = [](const std::string& ts, const std::string& rest) {
+        return "{\"timestamp\":" + ts + ",\"referNum\":1000,\"interval2\":" + rest + "}";
+    };
+    const std::string now = std::to_string(NowSec());
     struct Case {
-        std::string text;
-        bool sent;
+        std::string text, want, notWant;
+        int flag2;  // intervalFlag2 afterwards; -2: not looked at
     } cases[] = {
-        {padded(499), true},
-        {padded(500), false},
-        {padded(1022 + suffix - 1), false},  // 1022-byte text
-        {"{\"referNum\":1000,\"interval2\":0,\"interval3\":0} \n", true},
-        {"{\"referNum\":1000,\"interval2\":0,\"interval3\":0}x}", false},
-        {"[{\"referNum\":1000}]", false},
+        {"{", "", sent, -2},
+        {"not json", "", sent, -2},
+        {"{\"referNum\":4,\"interval2\":1440}", "referNum is error !!!!!!", sent, -2},
+        {"{\"referNum\":4294968296,\"interval2\":0,\"interval3\":0}", "referNum is error", sent,
+         -2},
+        // Far beyond the 90-s window, so a second ticking during the test changes nothing.
+        {stamped(std::to_string(NowSec() + 1000), "1440"), "Calibration time error !!!!!!", sent,
+         -2},
+        {stamped("-1e300", "1440,\"interval3\":60"), "Calibration time error", sent, -2},
+        {stamped("1e300", "1440,\"interval3\":60"), "Calibration time error", sent, -2},
+        {stamped("-9223372036854775808", "1440"), "Calibration time error", sent, -2},
+        // Both intervals below 1: the timestamp is not looked at.
+        {stamped("5", "0,\"interval3\":0"), sent, "Calibration time error", 0},
+        {stamped(now, "4294968736,\"interval3\":0"), "", "", 2147483647},
+        {padded(499), sent, tooLong, -2},
+        {padded(500), tooLong, sent, -2},
+        {padded(1022 + suffix - 1), tooLong, sent, -2},  // 1022-byte text
+        {"{\"referNum\":1000,\"interval2\":0,\"interval3\":0} \n", sent, tooLong, -2},
+        {"{\"referNum\":1000,\"interval2\":0,\"interval3\":0}x}", "", sent, -2},
+        {"[{\"referNum\":1000}]", "", sent, -2},
     };
     for (const Case& c : cases) {
         LogCapture log;
         EXPECT_EQ(ComF_set_auto_report(c.text.c_str(), c.text.size()), 1u) << c.text;
-        EXPECT_EQ(log.Contains("ERROR: send set autoreport switch command failed!"), c.sent)
-            << c.text;
-        EXPECT_EQ(log.Contains("ERROR: auto report text too long!"), !c.sent && c.text.size() > 400)
-            << c.text;
+        EXPECT_TRUE(log.Contains(c.want)) << c.text << ": " << c.want;
+        EXPECT_TRUE(c.notWant.empty() || !log.Contains(c.notWant)) << c.text << ": " << c.notWant;
+        EXPECT_TRUE(c.flag2 == -2 || intervalFlag2.load() == c.flag2) << c.text;
     }
 }
 

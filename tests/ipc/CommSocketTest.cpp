@@ -1,22 +1,105 @@
-// The server over its real socket: one companion at a time, the receive rules, stop and start.
-#include <random>
+// The companion server over its real socket: one companion at a time, the receive rules, stop
+// and start; requests to the companion: the platform function rows 70-88 (request in, the frame
+// the agent sends, the companion's answer, the platform answer out), the wait for the awaited
+// function ID and the request time-outs. Expected bytes are written by hand.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include "CommServerFixture.h"
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "RawCompanion.h"
+#include "TestSupport.h"
+#include "core/Clock.h"
+#include "core/Globals.h"
+#include "core/Paths.h"
+#include "functions/CompanionRows.h"
+#include "ipc/AutoReport.h"
 #include "ipc/ComF.h"
 #include "ipc/CommInternal.h"
+#include "ipc/CommRequest.h"
+#include "ipc/CommServer.h"
+#include "platform/Protool.h"
 
+using testsupport::Hex;
 using testsupport::LogCapture;
 
 namespace {
 
-TEST_F(CommServerTest, SocketIsPrivateToTheAgentUser) {
-    ASSERT_TRUE(SpinUntil([] { return access(Paths().commServer.c_str(), F_OK) == 0; }));
-    RawCompanion c;
-    ASSERT_TRUE(Attach(c));
-    struct stat st {};
-    ASSERT_EQ(stat(Paths().commServer.c_str(), &st), 0);
-    EXPECT_TRUE(S_ISSOCK(st.st_mode));
-    EXPECT_EQ(st.st_mode & 0777, 0600u);
+using Bytes = std::vector<uint8_t>;
+
+// Waits for `pred` with a fine step (the 5 ms step of WaitUntil is too coarse for loops).
+template <typename Pred>
+bool SpinUntil(Pred pred, int timeoutMs = 10000) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (std::chrono::steady_clock::now() < end) {
+        if (pred()) return true;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return pred();
+}
+
+class CommServerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        PathsRelocate(dir.path());
+        mLogin.store(1);
+        ASSERT_EQ(CommServerStart(), 0);
+    }
+    void TearDown() override {
+        CommServerStop();
+        SetClock(nullptr);
+        mLogin.store(0);
+        PathsRelocate("");
+    }
+    // Connects (retrying until the server listens) and waits until the agent serves it.
+    bool Attach(RawCompanion& c) {
+        bool connected = SpinUntil([&] { return c.Connect(Paths().commServer); });
+        return connected && SpinUntil([] { return InstanceSocket.load() >= 0; });
+    }
+    bool Detach(RawCompanion& c) {
+        c.Close();
+        return SpinUntil([] { return InstanceState.load() == 0; });
+    }
+    // Runs the process clock `scale` times faster until the server is stopped (the clock must
+    // outlive the server's threads, so the fixture owns it).
+    void Accelerate(double scale) {
+        clock_ = std::make_unique<ScaledClock>(scale);
+        SetClock(clock_.get());
+    }
+    // A frame from the companion with its next sequence number.
+    Bytes Answer(uint16_t id, const Bytes& payload) { return CompanionFrame(id, ++seq, payload); }
+
+    std::unique_ptr<ScaledClock> clock_;
+    testsupport::TempDir dir;
+    uint32_t seq = 100;
+};
+
+// Entries of a /proc directory (threads in /proc/self/task, descriptors in /proc/self/fd).
+size_t CountEntries(const char* path) {
+    size_t n = 0;
+    if (DIR* d = opendir(path)) {
+        while (dirent* e = readdir(d))
+            if (e->d_name[0] != '.') ++n;
+        closedir(d);
+    }
+    return n;
+}
+
+// A joined thread may linger in /proc for a moment after its exit (long under qemu-user), also
+// when a count is taken; a leaked thread per cycle stays and shows many times over.
+void ExpectNothingLeft(size_t threads, size_t fds) {
+    EXPECT_TRUE(SpinUntil([&] { return CountEntries("/proc/self/task") <= threads; }))
+        << CountEntries("/proc/self/task") << " threads, " << threads << " before";
+    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
 }
 
 TEST_F(CommServerTest, SecondCompanionClosedAtOnceNextAcceptAfterFiveSeconds) {
@@ -64,7 +147,9 @@ protected:
     LogCapture log;
 };
 
-TEST_F(RulesTest, NotLoggedInDropsSilently) {
+// Not logged in: frames are dropped before any rule. Two frames in one read are one element (the
+// second is never looked at). Requests and reports from the companion reach their handlers.
+TEST_F(RulesTest, LoginGateOneElementPerReadAndCompanionFrames) {
     mLogin.store(0);
     unsigned long handled = CommHandledElements();
     ASSERT_TRUE(c.Send(CompanionFrame(73, 1, {0, 1})));
@@ -72,42 +157,48 @@ TEST_F(RulesTest, NotLoggedInDropsSilently) {
     mLogin.store(1);
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(87, 2, {1}), "Error funcID"));
     EXPECT_FALSE(log.Contains("Receive"));
-    EXPECT_FALSE(log.Contains("Recv length"));
     EXPECT_EQ(CommRxSeq.load(), 2u);  // the dropped frame never reached the sequence rule
-}
-
-TEST_F(RulesTest, TwoFramesInOneReadAreOneElement) {
-    Bytes both = CompanionFrame(88, 20, {0});
-    Bytes second = CompanionFrame(87, 21, {1});
+    Bytes both = CompanionFrame(88, 20, {0}), second = CompanionFrame(87, 21, {1});
     both.insert(both.end(), second.begin(), second.end());
-    unsigned long handled = CommHandledElements();
     ASSERT_TRUE(SendAndWaitAccepted(both));
-    ASSERT_TRUE(SpinUntil([&] { return CommHandledElements() > handled; }));
-    EXPECT_EQ(CommRxSeq.load(), 20u);  // the second frame was never looked at
-    EXPECT_FALSE(log.Contains("Error funcID"));
-}
-
-TEST_F(RulesTest, CompanionRequestsAndReports) {
-    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(998, 1, {'i'})));
+    EXPECT_EQ(CommRxSeq.load(), 20u);
+    EXPECT_EQ(log.Count("Error funcID"), 1u);
+    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(998, 21, {'i'})));
     std::string online = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}";
     Bytes state = c.Read(14 + online.size());
     ASSERT_EQ(state.size(), 14 + online.size());
-    EXPECT_EQ(state[2], 0xE6);
-    EXPECT_EQ(state[3], 0x03);
+    EXPECT_EQ(Bytes(state.begin() + 2, state.begin() + 4), (Bytes{0xE6, 0x03}));
     EXPECT_EQ(std::string(state.begin() + 14, state.end()), online);
-    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(998, 2, {'x'}), "Old plugin no plugin state"));
-    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(999, 3, {8}), "update firmware file error."));
-    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(40, 4, Bytes(41, 0)), "function-40 list dropped"));
-    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(2, 5, {1}), "comm_get_base_info"));
-    ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(87, 6, {1})));
-    EXPECT_TRUE(log.Contains("Error funcID"));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(998, 22, {'x'}), "Old plugin no plugin state"));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(999, 23, {8}), "update firmware file error."));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(40, 24, Bytes(41, 0)), "function-40 list dropped"));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(2, 25, {1}), "comm_get_base_info"));
+    ASSERT_TRUE(SendAndWaitLog(CompanionFrame(87, 26, {1}), "Error funcID"));
 }
 
-TEST_F(CommServerTest, RandomBytesLeaveTheServerServing) {
+// A mesh switch request answered 1 by the companion `c`: returns the bytes the agent sent.
+size_t MeshSwitchExchange(RawCompanion& c) {
+    uint8_t value = 0;
+    unsigned ret = 1;
+    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
+    size_t sent = c.Read(15).size();
+    c.Send(CompanionFrame(73, 1000, {0, 1}));
+    req.join();
+    EXPECT_EQ(ret, 0u);
+    EXPECT_EQ(value, 1);
+    return sent;
+}
+
+// The socket is private to the agent's user; random bytes leave the server serving.
+TEST_F(CommServerTest, SocketIsPrivateAndRandomBytesLeaveTheServerServing) {
     std::mt19937 rng(12345);
     {
         RawCompanion noisy;
         ASSERT_TRUE(Attach(noisy));
+        struct stat st {};
+        ASSERT_EQ(stat(Paths().commServer.c_str(), &st), 0);
+        EXPECT_TRUE(S_ISSOCK(st.st_mode));
+        EXPECT_EQ(st.st_mode & 0777, 0600u);
         for (int i = 0; i < 300; ++i) {
             Bytes junk(1 + rng() % 9000);
             for (uint8_t& b : junk)
@@ -119,16 +210,7 @@ TEST_F(CommServerTest, RandomBytesLeaveTheServerServing) {
     }
     RawCompanion c;
     ASSERT_TRUE(Attach(c));
-    uint8_t value = 0;
-    unsigned ret = 1;
-    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
-    Bytes sent = c.Read(15);
-    ASSERT_EQ(sent.size(), 15u);
-    EXPECT_EQ(sent[2], 73);
-    ASSERT_TRUE(c.Send(Answer(73, {0, 1})));
-    req.join();
-    EXPECT_EQ(ret, 0u);
-    EXPECT_EQ(value, 1);
+    EXPECT_EQ(MeshSwitchExchange(c), 15u);
 }
 
 // A daemon started with standard input closed gets descriptor 0 for its companion: it is served.
@@ -142,20 +224,13 @@ TEST_F(CommServerTest, CompanionOnDescriptorZeroIsServed) {
     bool connected =
         c.Connect(Paths().commServer) && SpinUntil([] { return InstanceSocket.load() >= 0; });
     int served = InstanceSocket.load();
-    uint8_t value = 0;
-    unsigned ret = 1;
-    std::thread req([&] { ret = ComF_get_mesh_switch(&value); });
-    Bytes sent = c.Read(15);
-    c.Send(Answer(73, {0, 1}));
-    req.join();
+    size_t sent = connected ? MeshSwitchExchange(c) : 0;
     Detach(c);
     dup2(savedStdin, 0);
     close(savedStdin);
     ASSERT_TRUE(connected);
     EXPECT_EQ(served, 0);
-    EXPECT_EQ(sent.size(), 15u);
-    EXPECT_EQ(ret, 0u);
-    EXPECT_EQ(value, 1);
+    EXPECT_EQ(sent, 15u);
 }
 
 // A companion that stops reading: a frame is sent whole or the connection is shut down right
@@ -186,13 +261,7 @@ TEST_F(CommServerTest, ThousandConnectionsLeaveNothingBehind) {
         ASSERT_TRUE(Attach(c)) << i;
         ASSERT_TRUE(Detach(c)) << i;
     }
-    // A joined thread may linger in /proc for a moment after its exit (long under qemu-user),
-    // also when a count is taken; a leaked thread per cycle stays and shows many times over.
-    EXPECT_TRUE(SpinUntil([&] { return CountEntries("/proc/self/task") <= threads; }))
-        << CountEntries("/proc/self/task") << " threads, " << threads << " before";
-    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
-    RawCompanion last;
-    EXPECT_TRUE(Attach(last));
+    ExpectNothingLeft(threads, fds);
 }
 
 TEST(CommServerLifecycleTest, StopEndsEveryThreadAndStartWorksAgain) {
@@ -210,11 +279,7 @@ TEST(CommServerLifecycleTest, StopEndsEveryThreadAndStartWorksAgain) {
         CommServerStop();
         EXPECT_TRUE(c.ClosedByPeer());
     }
-    // A joined thread may linger in /proc for a moment after its exit (long under qemu-user),
-    // also when a count is taken; a leaked thread per cycle stays and shows many times over.
-    EXPECT_TRUE(SpinUntil([&] { return CountEntries("/proc/self/task") <= threads; }))
-        << CountEntries("/proc/self/task") << " threads, " << threads << " before";
-    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
+    ExpectNothingLeft(threads, fds);
     EXPECT_NE(access(Paths().commServer.c_str(), F_OK), 0);
     PathsRelocate("");
 }
@@ -227,6 +292,212 @@ TEST(CommServerLifecycleTest, BindFailureEndsOnlyTheAcceptThread) {
     EXPECT_EQ(CommServerStart(), -1);  // still running
     CommServerStop();
     PathsRelocate("");
+}
+
+Bytes Str(const std::string& s) {
+    return Bytes(s.begin(), s.end());
+}
+Bytes Cat(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+class RequestTest : public CommServerTest {
+protected:
+    void SetUp() override {
+        CommServerTest::SetUp();
+        ASSERT_TRUE(Attach(c));
+    }
+    // Runs `call` while the companion reads `sentLen` bytes and answers with `answer` (nothing
+    // read or answered when 0 / empty). Returns what was sent.
+    Bytes Exchange(const std::function<void()>& call, size_t sentLen, const Bytes& answer) {
+        std::thread t(call);
+        Bytes sent = sentLen ? c.Read(sentLen) : Bytes{};
+        if (!answer.empty()) c.Send(answer);
+        t.join();
+        return sent;
+    }
+    // Runs a function row on request tag 12 34, `id`, 6 bytes to offset 10, then `params`;
+    // returns the platform answer after its tag and ID.
+    Bytes Row(FnHandler fn, uint16_t id, const Bytes& params, size_t sentLen, const Bytes& answer,
+              Bytes* sent) {
+        Bytes req = Cat(
+            {0x12, 0x34, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8), 0, 0, 0, 0, 0, 0},
+            params);
+        Bytes ans(8192, 0);
+        FnCall call{req.data(), req.size(), ans.data(), 0};
+        *sent = Exchange([&] { fn(call); }, sentLen, answer);
+        if (call.ansLen < 4) return {};
+        EXPECT_EQ(Bytes(ans.begin(), ans.begin() + 4), Bytes(req.begin(), req.begin() + 4)) << id;
+        return Bytes(ans.begin() + 4, ans.begin() + static_cast<long>(call.ansLen));
+    }
+    RawCompanion c;
+};
+
+const std::string kAutoText = "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}";
+const std::string kAutoSent = kAutoText.substr(0, kAutoText.size() - 1) +
+                              ",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
+                              "\"cycleReportStart\":\"0.000000\",\"save\":1}";
+
+struct RowCase {
+    FnHandler fn;
+    uint16_t id;
+    Bytes params;
+    Bytes sent;       // payload of the frame to the companion; empty: nothing is sent
+    Bytes answer;     // the companion's answer payload (status first)
+    const char* out;  // platform answer after tag and ID: code (2), then the data
+    const char* log;
+};
+
+TEST_F(RequestTest, FunctionRowsFramesAndAnswers) {
+    const Bytes q{'i'},
+        autoParams = Cat({static_cast<uint8_t>(kAutoText.size()), 0}, Str(kAutoText));
+    const RowCase rows[] = {
+        {Fn70GetWifiFreqband, 70, {2}, {2}, {0, 5}, "00 00 05", ""},
+        {Fn71GetMeshSupport, 71, {}, q, {0, 1}, "00 00 01", ""},
+        {Fn72SetMeshSwitch, 72, {1}, {1}, {0}, "00 00", "Set mesh switch=1"},
+        {Fn73GetMeshSwitch, 73, {}, q, {0, 1}, "00 00 01", ""},
+        {Fn74SetMeshRoamingSwitch, 74, {0}, {0}, {4}, "04 00", "roaming switch failed! ret=4"},
+        {Fn75GetMeshRoamingSwitch, 75, {}, q, {0, 0}, "00 00 00", ""},
+        {Fn76SetMeshRoamingThreshold, 76, {1, 60}, {1, 60}, {0}, "00 00", "index=1, threshold=60"},
+        {Fn77GetMeshRoamingThreshold, 77, {}, q, {0, 3, 75}, "00 00 03 4B", "get threshold 3,75"},
+        {Fn78GetMeshTopology, 78, {}, q, {0, 'a', 'b', 'c'}, "00 00 03 00 61 62 63", ""},
+        {Fn78GetMeshTopology, 78, {}, q, {6}, "06 00", "ERROR: get mesh topology failed! ret=6"},
+        {Fn79GetAdjWifiInfo, 79, {}, q, {0, 1, 0, 7}, "00 00 03 00 01 00 07", ""},
+        {Fn79GetAdjWifiInfo, 79, {}, q, {0, 1}, "01 00", "ERROR: Data length is too short! len=1"},
+        {Fn80GetBssid, 80, {}, q, {0, 1, 2, 3, 4, 5, 6}, "00 00 06 00 01 02 03 04 05 06", ""},
+        {Fn80GetBssid, 80, {}, q, {0, 1, 2}, "01 00", ""},
+        {Fn83TrigOnekeyOptimize, 83, {}, q, {0}, "00 00", ""},
+        {Fn85TrigFaultDiagnosis, 85, {}, q, {9}, "09 00", "fault diagnosis failed! ret=9"},
+        {Fn88SetAutoReport, 88, autoParams, Str(kAutoSent), {0}, "00 00", "88 jsonLen: 45"},
+        // Parameters missing from the request are refused before anything is sent.
+        {Fn72SetMeshSwitch, 72, {}, {}, {}, "01 00", "function 72 parameters too short! len=10"},
+        {Fn76SetMeshRoamingThreshold, 76, {1}, {}, {}, "01 00", "76 parameters too short! len=11"},
+        {Fn82SetWanCfg, 82, Bytes(100, 0), {}, {}, "01 00", "82 parameters too short! len=110"},
+        {Fn88SetAutoReport, 88, {50, 0, '{'}, {}, {}, "01 00", "88 parameters too short! len=13"},
+    };
+    uint8_t s = 0;
+    for (const RowCase& r : rows) {
+        LogCapture log;
+        Bytes sent;
+        size_t sentLen = r.sent.empty() ? 0 : 14 + r.sent.size();
+        Bytes out = Row(r.fn, r.id, r.params, sentLen,
+                        r.answer.empty() ? Bytes{} : Answer(r.id, r.answer), &sent);
+        EXPECT_EQ(out, Hex(r.out)) << r.id << " " << r.out;
+        if (!r.sent.empty()) {
+            EXPECT_EQ(sent, CompanionFrame(r.id, ++s, r.sent)) << r.id;
+        }
+        EXPECT_TRUE(log.Contains(r.log)) << r.id << ": " << r.log;
+    }
+    // Without a companion the request fails at once and the row answers code 1.
+    ASSERT_TRUE(Detach(c));
+    LogCapture log;
+    Bytes sent;
+    EXPECT_EQ(Row(Fn73GetMeshSwitch, 73, {}, 0, {}, &sent), Hex("01 00"));
+    EXPECT_TRUE(log.Contains("ERROR: get mesh switch failed! ret=1"));
+}
+
+// The WAN record goes out with its IPv4 fields (32-bit, from offset 205) reversed.
+TEST_F(RequestTest, WanRecordIpv4FieldsAreReversed) {
+    Bytes record(228);
+    for (size_t i = 0; i < record.size(); ++i)
+        record[i] = static_cast<uint8_t>(i);
+    Bytes sent;
+    EXPECT_EQ(Row(Fn82SetWanCfg, 82, record, 14 + 228, Answer(82, {0}), &sent), Hex("00 00"));
+    ASSERT_EQ(sent.size(), 242u);
+    EXPECT_EQ(Bytes(sent.begin(), sent.begin() + 4), Hex("5A 5A 52 00"));
+    const uint8_t* rec = sent.data() + 14;
+    EXPECT_EQ(Bytes(rec, rec + 8), (Bytes{0, 1, 2, 3, 4, 5, 6, 7}));
+    EXPECT_EQ(Bytes(rec + 205, rec + 213), (Bytes{208, 207, 206, 205, 212, 211, 210, 209}));
+    EXPECT_EQ(Bytes(rec + 221, rec + 228), (Bytes{224, 223, 222, 221, 225, 226, 227}));
+}
+
+// While a request waits, a report and an answer to another function ID are handled as what they
+// are: neither ends the wait nor touches rxData. A non-zero status hands back no data.
+TEST_F(RequestTest, OnlyTheAnswerToTheAwaitedIdEndsTheWait) {
+    Exchange([] { ComF_get_mesh_topology(); }, 15, Answer(78, {0, 'A', 'B', 'C'}));
+    LogCapture log;
+    uint8_t mesh = 0;
+    unsigned ret = 99;
+    std::thread t([&] { ret = ComF_get_mesh_switch(&mesh); });
+    ASSERT_EQ(c.Read(15).size(), 15u);
+    for (const Bytes& f : {Answer(89, {3, 1, 2}), Answer(78, {0, 'X'}), Answer(73, {5})}) {
+        unsigned long handled = CommHandledElements();
+        ASSERT_TRUE(c.Send(f));  // one at a time: two frames in one read would be one element
+        ASSERT_TRUE(SpinUntil([&] { return CommHandledElements() > handled; }));
+    }
+    t.join();
+    EXPECT_EQ(ret, 5u);
+    EXPECT_EQ(mesh, 0);
+    EXPECT_TRUE(log.Contains("Type3 report interval"));
+    EXPECT_TRUE(log.Contains("Answer 78 without a request, dropped."));
+    EXPECT_FALSE(log.Contains("ERROR: request timeout!"));
+    uint8_t rx[7];
+    CommRxDataCopy(rx, sizeof rx);
+    EXPECT_EQ(Bytes(rx, rx + 7), (Bytes{0x05, 0x04, 0x00, 'A', 'B', 'C', 0x00}));
+}
+
+TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
+    unsigned ret = 99;
+    std::string online = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}";
+    Bytes sent = Exchange([&] { ret = ComF_send_pluginstate(); }, 14 + online.size(), {});
+    EXPECT_EQ(ret, 0u);
+    EXPECT_EQ(sent, CompanionFrame(998, 1, Str(online)));
+    // The 997 answer's own first byte is the request's status.
+    std::string conf = "{\"referNum\":2000,\"interval2\":1440,\"interval3\":30}";
+    uint8_t s = 1;
+    for (uint8_t status : {0, 6}) {
+        LogCapture log;
+        sent = Exchange([&] { ret = ComF_get_autoreport_conf(); }, 15,
+                        Answer(997, Cat({status}, Str(conf))));
+        EXPECT_EQ(sent, CompanionFrame(997, ++s, {0x69}));  // the query byte 'i'
+        EXPECT_EQ(ret, status);
+        EXPECT_EQ(referNum.load(), status == 0 ? 2000 : -1);
+        EXPECT_TRUE(log.Contains("DEBUG: get auto report config info success."));
+    }
+    // Calibration goes out without waiting for an answer.
+    const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
+    SetRouteMac(mac);
+    Bytes payload =
+        Cat({0}, Str("{\"referNum\":1000,\"interval1\":1,\"interval2\":0,\"interval3\":0}"));
+    Comm_get_88Conf(payload.data(), payload.size());
+    intervalFlag2.store(5);  // neither closed nor daily: no midnight-dependent daily time
+    LogCapture log;
+    std::string expected =
+        "{\"interval1\":1,\"interval2\":5,\"interval3\":0,\"dayReportTime\":\"0.000000\","
+        "\"cycleReportStart\":\"0.000000\",\"save\":0}";
+    sent = Exchange([] { ComF_send_calibration(); }, 14 + expected.size(), {});
+    EXPECT_EQ(sent, CompanionFrame(88, ++s, Str(expected)));
+    EXPECT_TRUE(log.Contains("Send calibration success, No need return!"));
+}
+
+TEST_F(RequestTest, TimeOutsTenAndSixtySeconds) {
+    Accelerate(50);  // 10 s in 200 ms, 60 s in 1.2 s
+    LogCapture log;
+    uint8_t mesh = 0;
+    auto t0 = std::chrono::steady_clock::now();
+    EXPECT_EQ(ComF_get_mesh_switch(&mesh), 1u);
+    auto shortWait = std::chrono::steady_clock::now() - t0;
+    t0 = std::chrono::steady_clock::now();
+    EXPECT_EQ(ComF_get_adj_wifi_info(), 1u);
+    auto longWait = std::chrono::steady_clock::now() - t0;
+    EXPECT_EQ(log.Count("ERROR: request timeout!"), 2u);
+    EXPECT_GE(shortWait, std::chrono::milliseconds(190));
+    EXPECT_GE(longWait, std::chrono::milliseconds(1190));
+}
+
+TEST(RouteWaitTest, TicksOfFiftyMillisecondsCappedAtSixtySeconds) {
+    ManualClock clock;
+    SetClock(&clock);
+    LogCapture log;
+    EXPECT_EQ(Route_Wait(0), 0);
+    EXPECT_EQ(clock.SleptMs(), 0);
+    EXPECT_EQ(Route_Wait(200), -1);
+    EXPECT_EQ(clock.SleptMs(), 10000);
+    EXPECT_EQ(Route_Wait(5000), -1);
+    EXPECT_EQ(clock.SleptMs(), 10000 + 60000);
+    SetClock(nullptr);
+    EXPECT_EQ(log.Count("ERROR: request timeout!"), 2u);
 }
 
 }  // namespace

@@ -58,7 +58,6 @@ public:
         uint8_t b;
         return read(fd_, &b, 1) == 0;
     }
-    int fd() const { return fd_; }
 
 private:
     int fd_ = -1;

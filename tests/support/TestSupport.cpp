@@ -13,7 +13,6 @@
 #include <sstream>
 #include <thread>
 
-#include "TargetEmulator.h"
 #include "core/Log.h"
 
 extern char** environ;
@@ -107,6 +106,42 @@ std::string AgentBinary() {
     const char* env = getenv("PLUG_AGENT");
     return env ? env : "plugagent";
 }
+
+namespace {
+
+// The e_machine field of an ELF file, or -1 when the file is not ELF or cannot be read.
+int ElfMachine(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    unsigned char h[20] = {};
+    if (!in.read(reinterpret_cast<char*>(h), sizeof h)) return -1;
+    if (h[0] != 0x7f || h[1] != 'E' || h[2] != 'L' || h[3] != 'F') return -1;
+    // EI_DATA (byte 5) says how the header's own fields are ordered: 1 little, 2 big endian.
+    if (h[5] == 1) return h[18] | (h[19] << 8);
+    if (h[5] == 2) return (h[18] << 8) | h[19];
+    return -1;
+}
+
+// In a cross build the tests themselves run under qemu-user, and a binary of the target that a
+// test starts (the agent, a simulator) needs the same emulator: the build machine cannot execute
+// it directly. The build records the emulator command (words separated by spaces); the
+// environment variable PLUG_TARGET_EMULATOR overrides it. Returns argv with the emulator put in
+// front when argv[0] is an ELF file for the same machine as the running test; otherwise (native
+// build, shell scripts, host tools) argv as is.
+std::vector<std::string> WithTargetEmulator(const std::vector<std::string>& argv) {
+    const char* emulator = getenv("PLUG_TARGET_EMULATOR");
+    if (!emulator) emulator = PLUG_TARGET_EMULATOR;
+    if (!*emulator || argv.empty()) return argv;
+    int target = ElfMachine("/proc/self/exe");
+    if (target < 0 || ElfMachine(argv[0]) != target) return argv;
+    std::vector<std::string> out;
+    std::istringstream words(emulator);
+    for (std::string w; words >> w;)
+        out.push_back(w);
+    out.insert(out.end(), argv.begin(), argv.end());
+    return out;
+}
+
+}  // namespace
 
 Child::Child(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
              const std::string& stderrFile, const std::string& cwd) {
