@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 #include "core/Limits.h"
 #include "functions/ProtoolSdk.h"
@@ -144,30 +143,6 @@ JsonPtr SimRouter::State() const {
 
 std::string SimRouter::CallLog() const {
     return testsupport::ReadFile(dir_.File("calls.log"));
-}
-
-const cJSON* StateItem(const cJSON* root, const std::string& path) {
-    const cJSON* item = root;
-    std::istringstream in(path);
-    std::string key;
-    while (item != nullptr && std::getline(in, key, '.')) {
-        if (cJSON_IsArray(item))
-            item = cJSON_GetArrayItem(item, std::stoi(key));
-        else
-            item = cJSON_GetObjectItemCaseSensitive(item, key.c_str());
-    }
-    return item;
-}
-
-double StateNumber(const cJSON* root, const std::string& path) {
-    const cJSON* item = StateItem(root, path);
-    if (cJSON_IsString(item)) return std::stod(item->valuestring);
-    return cJSON_IsNumber(item) ? item->valuedouble : -1.0;
-}
-
-std::string StateText(const cJSON* root, const std::string& path) {
-    const cJSON* item = StateItem(root, path);
-    return cJSON_IsString(item) ? item->valuestring : "<missing>";
 }
 
 }  // namespace fntest

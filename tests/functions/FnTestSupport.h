@@ -46,18 +46,13 @@ public:
     // Rewrites the state file after `edit` changed the parsed state.
     void Edit(void (*edit)(cJSON* root));
     void Fail(const std::string& sdkName, int status);
-    JsonPtr State() const;
     std::string CallLog() const;
     std::string StatePath() const { return dir_.File("state.json"); }
 
 private:
+    JsonPtr State() const;
     void Write(cJSON* root);
     testsupport::TempDir dir_;
 };
-
-// Member lookups in the state, by path "a.b" (array positions as numbers: "ssids.1.enable").
-const cJSON* StateItem(const cJSON* root, const std::string& path);
-double StateNumber(const cJSON* root, const std::string& path);
-std::string StateText(const cJSON* root, const std::string& path);
 
 }  // namespace fntest
