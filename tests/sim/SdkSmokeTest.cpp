@@ -1,8 +1,6 @@
-// The router SDK simulator, smoke only. What each getter fills, the failure injection and the
-// call log are proven by the function rows and the end-to-end runs that read the simulated
-// router through the agent. Here: every kind of record the agent sets survives the state file
+// The router SDK simulator, smoke only: each kind of value the agent sets survives the state file
 // and a fresh load, lists stop at their room, and bad state or arguments get the library's
-// statuses.
+// statuses. What the getters fill and the call log are proven by the function rows.
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
@@ -27,28 +25,17 @@ protected:
     void SetUp() override {
         WriteFile(state_, ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));
         setenv("PLUG_SDK_STATE", state_.c_str(), 1);
-        setenv("PLUG_SDK_CALL_LOG", dir_.File("calls.log").c_str(), 1);
     }
-    void TearDown() override {
-        unsetenv("PLUG_SDK_STATE");
-        unsetenv("PLUG_SDK_CALL_LOG");
-    }
+    void TearDown() override { unsetenv("PLUG_SDK_STATE"); }
     // Replaces the top-level member `key` of the state file with the JSON text `json`.
     void SetTop(const char* key, const std::string& json) {
         cJSON* root = cJSON_Parse(ReadFile(state_).c_str());
         ASSERT_NE(nullptr, root);
-        cJSON_DeleteItemFromObjectCaseSensitive(root, key);
-        cJSON_AddItemToObject(root, key, cJSON_Parse(json.c_str()));
+        cJSON_ReplaceItemInObjectCaseSensitive(root, key, cJSON_Parse(json.c_str()));
         char* text = cJSON_Print(root);
         WriteFile(state_, text);
         cJSON_free(text);
         cJSON_Delete(root);
-    }
-    // The state file under another name: the library parses it from scratch.
-    void Reload() {
-        std::string copy = dir_.File("copy.json");
-        WriteFile(copy, ReadFile(state_));
-        setenv("PLUG_SDK_STATE", copy.c_str(), 1);
     }
 
     testsupport::TempDir dir_;
@@ -83,12 +70,7 @@ void PrintTo(const RoundTrip& c, std::ostream* os) {
 }
 
 const RoundTrip kRoundTrips[] = {
-    {"ssid_record",
-     [] {
-         SsidCfg c = GuestSsid();
-         return set_ssid_cfg(&c);
-     },
-     "\"192.168.100.1\"",
+    {"ssid_record", [] { SsidCfg c = GuestSsid(); return set_ssid_cfg(&c); }, "\"192.168.100.1\"",
      [] {
          SsidCfg want = GuestSsid(), back;
          memset(&back, 0xEE, sizeof back);
@@ -97,8 +79,7 @@ const RoundTrip kRoundTrips[] = {
      }},
     {"device_record",
      [] {
-         DevCfg d;
-         memset(&d, 0, sizeof d);
+         DevCfg d = {};
          memcpy(d.mac, kLaptop, 6);
          d.mode = 1;
          return set_dev_access_control(d);
@@ -114,54 +95,38 @@ const RoundTrip kRoundTrips[] = {
      [] {
          uint32_t a = 0, b = 0;
          ASSERT_EQ(0, get_dns(&a, &b));
-         EXPECT_EQ(0x01020304u, a);
-         EXPECT_EQ(0x05060708u, b);
+         EXPECT_EQ(0x0102030405060708u, (uint64_t{a} << 32) | b);
      }},
-    {"text", [] { return set_telnet_password(std::string(31, 'p').c_str()); },
-     "\"ppppppppppppppppppppppppppppppp\"",
-     [] {
-         char pw[ROUTER_ACCOUNT_SIZE];
-         ASSERT_EQ(0, get_telnet_password(pw));
-         EXPECT_EQ(std::string(31, 'p'), pw);
-     }},
-    {"device_name", [] { return set_dev_name(kLaptop, "Work laptop (Tom)"); },
-     "\"Work laptop (Tom)\"",
+    {"text", [] { return set_dev_name(kLaptop, "Work laptop (Tom)"); }, "\"Work laptop (Tom)\"",
      [] {
          char name[ROUTER_DEV_NAME_SIZE];
          ASSERT_EQ(0, get_dev_name(kLaptop, name));
          EXPECT_STREQ("Work laptop (Tom)", name);
      }},
-    {"switches", [] { return set_ssid_switch(3, 0) | set_led_switch(0) | set_ftp_switch(1); },
-     nullptr,
-     [] {
-         EXPECT_EQ(0, get_ssid_switch(3));
-         EXPECT_EQ(0, get_led_switch());
-         uint8_t on = 9;
-         ASSERT_EQ(0, get_ftp_switch(&on));
-         EXPECT_EQ(1, on);
-     }},
+    {"switch", [] { return set_ssid_switch(3, 0); }, nullptr,
+     [] { EXPECT_EQ(0, get_ssid_switch(3)); }},
     {"limits_64_bit",
      [] { return set_dev_us_max_bw(kLaptop, INT64_MAX) | set_dev_ds_max_bw(kLaptop, -1); },
      "\"9223372036854775807\"",
      [] {
          int64_t up = 0, down = 0;
-         ASSERT_EQ(0, get_dev_us_max_bw(kLaptop, &up));
-         ASSERT_EQ(0, get_dev_ds_max_bw(kLaptop, &down));
+         ASSERT_EQ(0, get_dev_us_max_bw(kLaptop, &up) | get_dev_ds_max_bw(kLaptop, &down));
          EXPECT_EQ(INT64_MAX, up);
          EXPECT_EQ(-1, down);
      }},
-    {"action", [] { return update_rom_version("http://fw.example/rom.bin", "0123abcd"); },
-     "\"http://fw.example/rom.bin\"", [] {}},
 };
 
 class SdkRoundTrip : public Sdk, public ::testing::WithParamInterface<RoundTrip> {};
 
+// Set, then read back from a copy of the state file under another name (parsed from scratch).
 TEST_P(SdkRoundTrip, SetIsWrittenAndReadBackByAFreshLoad) {
     ASSERT_EQ(0, GetParam().set());
+    const std::string text = ReadFile(state_), copy = dir_.File("copy.json");
     if (GetParam().onDisk != nullptr) {
-        EXPECT_NE(std::string::npos, ReadFile(state_).find(GetParam().onDisk)) << ReadFile(state_);
+        EXPECT_NE(std::string::npos, text.find(GetParam().onDisk));
     }
-    Reload();
+    WriteFile(copy, text);
+    setenv("PLUG_SDK_STATE", copy.c_str(), 1);
     GetParam().check();
 }
 
@@ -205,7 +170,6 @@ TEST_F(Sdk, MissingBrokenOrBadStateFailsWithStatusTwo) {
     SetTop("load", "{\"cpu_use\": 70000}");
     EXPECT_EQ(2, get_cpu_use(&n));
     WriteFile(state_, "{\"identity\": ");
-    EXPECT_EQ(2, get_wan_num(&n));
     EXPECT_EQ(2, set_name("x"));
 }
 
@@ -214,12 +178,10 @@ TEST_F(Sdk, BadArgumentsFailWithStatusOneAndChangeNothing) {
     WanCfg wan;
     SsidCfg ssid;
     DevCfg dev;
-    uint16_t speed;
     EXPECT_EQ(1, get_wan_cfg(ROUTER_MAX_WANS, &wan));
     EXPECT_EQ(1, get_wan_cfg(0, nullptr));
     EXPECT_EQ(1, get_ssid_cfg(4, &ssid));
     EXPECT_EQ(-1, get_ssid_switch(9));
-    EXPECT_EQ(1, get_dev_speed(-1, &speed));
     EXPECT_EQ(1, get_dev_cfg(&dev, unknown));
     EXPECT_EQ(1, set_dev_ds_max_bw(unknown, 5));
     EXPECT_EQ(1, set_name(std::string(ROUTER_NAME_SIZE, 'n').c_str()));
@@ -233,13 +195,11 @@ TEST_F(Sdk, BadArgumentsFailWithStatusOneAndChangeNothing) {
 
 TEST(SdkBundled, WithoutTheVariableTheBundledStateIsRead) {
     unsetenv("PLUG_SDK_STATE");
-    cJSON* root = cJSON_Parse(ReadFile(PLUG_SDK_DEFAULT_STATE_FILE).c_str());
-    ASSERT_NE(nullptr, root);
-    const cJSON* sn = cJSON_GetObjectItem(cJSON_GetObjectItem(root, "identity"), "sn");
-    char text[ROUTER_TEXT_SIZE];
-    ASSERT_EQ(0, get_router_sn(text));
-    EXPECT_STREQ(cJSON_GetStringValue(sn), text);
-    cJSON_Delete(root);
+    char sn[ROUTER_TEXT_SIZE] = "";
+    ASSERT_EQ(0, get_router_sn(sn));
+    EXPECT_NE(std::string::npos, ReadFile(PLUG_SDK_DEFAULT_STATE_FILE).find(
+                                     "\"sn\": \"" + std::string(sn) + "\""))
+        << sn;
 }
 
 }  // namespace
