@@ -5,7 +5,7 @@
 #include <cjson/cJSON.h>
 
 #include <cstdint>
-#include <memory>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,7 +14,6 @@
 namespace fntest {
 
 using Bytes = std::vector<uint8_t>;
-
 using testsupport::Hex;
 
 // An expected answer of `len` zero bytes that is filled at documented offsets.
@@ -36,22 +35,16 @@ struct Answer {
 // Runs ParserProtoolData on a heap copy of exactly `req` (so over-reads are caught by ASan).
 Answer Call(const Bytes& req);
 
-using JsonPtr = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
-
-// A private simulated router. The state starts from the test state below.
+// A private simulated router, from the test state in FnTestSupport.cpp.
 class SimRouter {
 public:
     SimRouter();
     ~SimRouter();
-    // Rewrites the state file after `edit` changed the parsed state.
-    void Edit(void (*edit)(cJSON* root));
+    void Edit(const std::function<void(cJSON* root)>& edit);  // rewrites the state file
     void Fail(const std::string& sdkName, int status);
     std::string CallLog() const;
-    std::string StatePath() const { return dir_.File("state.json"); }
 
 private:
-    JsonPtr State() const;
-    void Write(cJSON* root);
     testsupport::TempDir dir_;
 };
 

@@ -17,7 +17,7 @@ namespace {
 
 // The report as unformatted JSON text, keys in their order.
 std::string Compact(const std::string& text) {
-    fntest::JsonPtr root(cJSON_Parse(text.c_str()), cJSON_Delete);
+    std::unique_ptr<cJSON, decltype(&cJSON_Delete)> root(cJSON_Parse(text.c_str()), cJSON_Delete);
     if (!root) return "<not JSON: " + text + ">";
     std::unique_ptr<char, decltype(&free)> out(cJSON_PrintUnformatted(root.get()), free);
     return out.get();
