@@ -192,7 +192,7 @@ TEST(DiagRateTest, AddressSplit) {
         const char* path;
     } cases[] = {
         {"http://10.0.0.2/t", "10.0.0.2", 80, "/t"},  // no port: 80
-        {"http://speed.example:8199/download/300.data", "speed.example", 8199, "/download/300.data"},
+        {"http://speed.example:8199/dl/300.data", "speed.example", 8199, "/dl/300.data"},
         {"ftp://abc/", "abc", 80, "/"},             // only the text after "://" is used
         {"http://host/a:1/b", "host/a", 1, "/b"},  // the ":" is looked for in the path too
         {a64.c_str(), s64.c_str(), 80, "/x"},

@@ -27,6 +27,11 @@ Image Head(size_t len, uint8_t id) {
     return Image(len).At(0, {0xAB, 0xCD, id, 0x00, 0x00, 0x00});
 }
 
+// A query answer: header with code 0, `data` at 6, zeros up to `len`.
+Bytes Q(uint8_t id, size_t len, const char* data = "") {
+    return Head(len, id).At(6, Hex(data)).bytes;
+}
+
 Bytes Status(uint8_t id, const char* code = "00 00") {
     return Head(6, id).At(4, Hex(code)).bytes;
 }
@@ -45,25 +50,17 @@ const char* const kPhoneLog = "3C:22:FB:91:0A:11";
 
 // The first WAN of the test state as its 228-byte record.
 Bytes Wan0() {
-    return Image(228)
-        .At(0, Hex("00 00 01 02 01 D4 05 02"))  // index 0, enable, VLAN 258, MTU 1492, PPPoE
-        .Text(8, "INTERNET")
-        .Text(40, "u")
-        .Text(104, "p")
-        .At(168, Hex("00 1A 2B 3C 4D 5F"))
-        .At(205, Hex("64 40 17 07  FF FF FF FF  64 40 00 01  08 08 08 08  08 08 04 04"))
-        .At(225, Hex("E8 03 01"))  // link speed 1000, NAT
+    // index 0, enabled, VLAN 258, MTU 1492, PPPoE; five addresses; link speed 1000, NAT
+    return Image(228).At(0, Hex("00 00 01 02 01 D4 05 02")).Text(8, "INTERNET").Text(40, "u")
+        .Text(104, "p").At(168, Hex("00 1A 2B 3C 4D 5F"))
+        .At(205, Hex("64 40 17 07  FF FF FF FF  64 40 00 01  08 08 08 08  08 08 04 04  E8 03 01"))
         .bytes;
 }
 
 Bytes Wan1() {
-    return Image(228)
-        .At(0, Hex("01 00 00 2D 00 DC 05 00"))
-        .Text(8, "IPTV")
-        .At(168, Hex("00 1A 2B 3C 4D 60"))
-        .At(205, Hex("0A 14 1E 28  FF FF 00 00  0A 14 00 01"))
-        .At(225, Hex("64 00 00"))
-        .bytes;
+    return Image(228).At(0, Hex("01 00 00 2D 00 DC 05 00")).Text(8, "IPTV")
+        .At(168, Hex("00 1A 2B 3C 4D 60")).At(205, Hex("0A 14 1E 28  FF FF 00 00  0A 14 00 01"))
+        .At(225, Hex("64 00 00")).bytes;
 }
 
 Bytes PhoneRecord() {
@@ -90,34 +87,26 @@ std::vector<Row> Rows() {
     return {
         {Request(1), Head(70, 1).Text(6, "V1.2").At(66, Hex("16 0C 1B 05")).bytes,
          "get_router_version"},
-        {Request(2),
-         Head(301, 2).At(6, Hex("02 11 22 33 44 55")).Text(12, "SN42").Text(76, "Acme")
+        {Request(2), Head(301, 2).At(6, Hex("02 11 22 33 44 55")).Text(12, "SN42").Text(76, "Acme")
              .Text(140, "R1").Text(204, "A53").At(244, Hex("14 05 04  00 00 04 00"))
              .Text(251, "DDR3").At(267, {0x01}).Text(268, "home").At(300, {0x01}).bytes,
          "get_router_sn\nget_router_vender\nget_router_model\nget_cpu_cfg\nget_mem_cfg\nget_name\n"
          "get_router_is_plug\nget_router_support_ipv6"},
-        {Request(3, Hex("00 00")), Cat(Head(6, 3).bytes, Wan0()), "get_wan_cfg 0"},
-        {Request(4), Cat(Cat(Head(8, 4).At(6, Hex("02 00")).bytes, Wan0()), Wan1()),
-         "get_wans_cfg"},
-        {Request(5, Hex("00 00")), Head(10, 5).At(6, Hex("39 00 00 00")).bytes,
-         "get_wan_tcp_con_num 0"},
-        {Request(6, Hex("00 00")), Head(10, 6).At(6, Hex("04 03 02 01")).bytes,
-         "get_wan_udp_con_num 0"},
-        {Request(7, Hex("00 00")), Head(14, 7).At(6, Hex("08 07 06 05 04 03 02 01")).bytes,
-         "get_wan_receive_bytes 0"},
-        {Request(10), Head(20, 10).At(6, Hex("C0 A8 01 01 FF FF FF 00 01 00 80 51 01 00")).bytes,
-         "get_lan_cfg"},
-        {Request(11), Head(8, 11).At(6, Hex("02 00")).bytes, "get_lan_num"},
-        {Request(12),
-         Head(40, 12).At(6, Hex("02 00  02 01 00 00 00 00 00 00  08 07 06 05 04 03 02 01"))
-             .At(24, Hex("00 00 00 00 00 00 00 00  01 00 00 00 00 00 00 00")).bytes,
+        {Request(3, Hex("00 00")), Cat(Q(3, 6), Wan0()), "get_wan_cfg 0"},
+        {Request(4), Cat(Cat(Q(4, 8, "02 00"), Wan0()), Wan1()), "get_wans_cfg"},
+        {Request(5, Hex("00 00")), Q(5, 10, "39 00 00 00"), "get_wan_tcp_con_num 0"},
+        {Request(6, Hex("00 00")), Q(6, 10, "04 03 02 01"), "get_wan_udp_con_num 0"},
+        {Request(7, Hex("00 00")), Q(7, 14, "08 07 06 05 04 03 02 01"), "get_wan_receive_bytes 0"},
+        {Request(10), Q(10, 20, "C0 A8 01 01 FF FF FF 00 01 00 80 51 01 00"), "get_lan_cfg"},
+        {Request(11), Q(11, 8, "02 00"), "get_lan_num"},
+        {Request(12), Q(12, 40, "02 00  02 01 00 00 00 00 00 00  08 07 06 05 04 03 02 01"
+                                "00 00 00 00 00 00 00 00  01 00 00 00 00 00 00 00"),
          "get_lan_num\nget_lan_port_up_flow 0\nget_lan_port_down_flow 0\nget_lan_port_up_flow 1\n"
          "get_lan_port_down_flow 1"},
-        {Request(13),
-         Head(24, 13).At(6, Hex("02 00  00 00 00 01 06 01 64 02  01 00 01 01 95 02 50 01")).bytes,
+        {Request(13), Q(13, 24, "02 00  00 00 00 01 06 01 64 02  01 00 01 01 95 02 50 01"),
          "get_wlans_cfg"},
-        {Request(14, Hex("00 00")), Head(7, 14).At(6, {0x01}).bytes, "get_ssid_switch 0"},
-        {Request(14, Hex("01 00")), Head(7, 14).bytes, "get_ssid_switch 1"},
+        {Request(14, Hex("00 00")), Q(14, 7, "01"), "get_ssid_switch 0"},
+        {Request(14, Hex("01 00")), Q(14, 7), "get_ssid_switch 1"},
         {Request(15, Hex("01 00 01")), Status(15), "set_ssid_switch 1 1"},
         {Request(16, Hex("00 00")),
          Head(126, 16).Text(8, "Home").Text(41, "secret")
@@ -128,15 +117,15 @@ std::vector<Row> Rows() {
          "set_ssid_cfg 1 ssid=\"Guest2\" password=\"pw2\" encrypt=1 auth=1 hidden=1 enable=1 "
          "band=0 isolate=1 channel=11 max_clients=8 beacon_interval=200 guest_ip=192.168.2.1 "
          "guest_mask=255.255.0.0"},
-        {Request(18), Head(7, 18).At(6, {0x01}).bytes, "get_wifi_radio_switch"},
+        {Request(18), Q(18, 7, "01"), "get_wifi_radio_switch"},
         {Request(19, Hex("00")), Status(19), "set_wifi_radio_switch 0"},
         {Request(20), Head(27, 20).At(26, {0x01}).bytes, ""},
         {Request(21), Status(21), ""},
-        {Request(22), Head(7, 22).bytes, "get_led_switch"},
+        {Request(22), Q(22, 7), "get_led_switch"},
         {Request(23, Hex("01")), Status(23), "set_led_switch 1"},
         {Request(24), Head(27, 24).At(26, {0x01}).bytes, ""},
         {Request(25), Status(25), ""},
-        {Request(26), Head(9, 26).At(6, Hex("00 01 01")).bytes,
+        {Request(26), Q(26, 9, "00 01 01"),
          "get_ftp_switch\nget_sambaenable_switch\nget_telnetenable_switch"},
         {Request(27, Hex("01 00 00")), Status(27),
          "set_ftp_switch 1\nset_sambaenable_switch 0\nset_telnetenable_switch 0"},
@@ -148,60 +137,52 @@ std::vector<Row> Rows() {
         {Request(29, accounts.bytes), Status(29),
          "set_ftp_user \"fu\"\nset_ftp_password \"fp\"\nset_samba_user \"su\"\n"
          "set_samba_password \"sp\"\nset_telnet_user \"tu\"\nset_telnet_password \"tp\""},
-        {Request(30), Head(7, 30).At(6, {0x01}).bytes, "get_wps_switch"},
+        {Request(30), Q(30, 7, "01"), "get_wps_switch"},
         {Request(31, Hex("00")), Status(31), "set_wps_switch 0"},
         // access control 0, mode 1
         {Request(32, Cat(Image(22).At(0, kPhone).Text(6, "phone").bytes,
                          Hex("02 01 01 00 01 D0 62 03 C0 A8 01 64"))),
          Status(32), "set_dev_access_control " + ph + " access=0 mode=1"},
-        {Request(33, kPhone),
-         Head(22, 33).At(6, Hex("E0 2E 00 00 00 00 00 00  30 57 05 00 00 00 00 00")).bytes,
+        {Request(33, kPhone), Q(33, 22, "E0 2E 00 00 00 00 00 00  30 57 05 00 00 00 00 00"),
          "get_dev_us_bw " + ph + "\nget_dev_ds_bw " + ph},
-        {Request(34, kPhone),
-         Head(22, 34).At(6, Hex("00 C8 00 00 00 00 00 00  00 00 10 00 00 00 00 00")).bytes,
+        {Request(34, kPhone), Q(34, 22, "00 C8 00 00 00 00 00 00  00 00 10 00 00 00 00 00"),
          "get_dev_us_max_bw " + ph + "\nget_dev_ds_max_bw " + ph},
         {Request(35, Cat(kPhone, Hex("E8 03 00 00 00 00 00 00  80 84 1E 00 00 00 00 00"))),
          Status(35), "set_dev_us_max_bw " + ph + " 1000\nset_dev_ds_max_bw " + ph + " 2000000"},
-        {Request(36, kPhone), Head(13, 36).At(6, Hex("05 00")).Text(8, "phone").bytes,
-         "get_dev_name " + ph},
-        {Request(36, Hex("B8 27 EB 12 34 56")),
-         Head(15, 36).At(6, Hex("07 00")).Text(8, "printer").bytes,
+        {Request(36, kPhone), Q(36, 13, "05 00 70 68 6F 6E 65"), "get_dev_name " + ph},
+        {Request(36, Hex("B8 27 EB 12 34 56")), Q(36, 15, "07 00 70 72 69 6E 74 65 72"),
          "get_dev_name B8:27:EB:12:34:56"},
         {Request(37, Cat(kPhone, Text("tv"))), Status(37), "set_dev_name " + ph + " \"tv\""},
-        {Request(38, kPhone), Cat(Head(6, 38).bytes, PhoneRecord()), "get_dev_cfg " + ph},
-        {Request(39), Cat(Head(8, 39).At(6, Hex("01 00")).bytes, PhoneRecord()), "get_devs_cfg"},
-        {Request(41), Head(12, 41).At(6, Hex("E8 03 64 00 0A 00")).bytes,
+        {Request(38, kPhone), Cat(Q(38, 6), PhoneRecord()), "get_dev_cfg " + ph},
+        {Request(39), Cat(Q(39, 8, "01 00"), PhoneRecord()), "get_devs_cfg"},
+        {Request(41), Q(41, 12, "E8 03 64 00 0A 00"),
          "get_dev_speed 0\nget_dev_speed 1\nget_dev_speed 2"},
         {Request(42), Head(52, 42).At(6, Hex("01 00 00 00  C8 3A 35 10 22 01")).Text(16, "Tenda")
              .At(49, Hex("C3 01 01")).bytes,
          "get_adj_wifi_devs"},
-        {Request(43), Head(14, 43).At(6, Hex("01 00 DC A6 32 01 66 05")).bytes,
-         "get_dev_black_list"},
-        {Request(44), Head(14, 44).At(6, Hex("CA 60 80 56 CA 60 86 85")).bytes, "get_dns"},
+        {Request(43), Q(43, 14, "01 00 DC A6 32 01 66 05"), "get_dev_black_list"},
+        {Request(44), Q(44, 14, "CA 60 80 56 CA 60 86 85"), "get_dns"},
         // Both addresses arrive in network order and reach the SDK as host-order integers.
         {Request(45, Hex("C0 A8 01 FE 0A 00 00 01")), Status(45), "set_dns 192.168.1.254 10.0.0.1"},
         {Request(46, Text("Router-7")), Status(46), "set_name \"Router-7\""},
-        {Request(47), Head(8, 47).At(6, Hex("11 00")).bytes, "get_cpu_use"},
-        {Request(48), Head(8, 48).At(6, Hex("2B 00")).bytes, "get_mem_use"},
-        {Request(49), Head(18, 49).At(6, Hex("02 00 01 00  02 00 01 00  01 00 01 01")).bytes,
+        {Request(47), Q(47, 8, "11 00"), "get_cpu_use"},
+        {Request(48), Q(48, 8, "2B 00"), "get_mem_use"},
+        {Request(49), Q(49, 18, "02 00 01 00  02 00 01 00  01 00 01 01"),
          "get_lan_num\nget_lan_con_status 0\nget_lan_con_status 1\nget_wan_num\n"
          "get_wan_con_status 0\nget_wan_con_status 1\nget_wifi_module_status 0\n"
          "get_wifi_module_status 1\nget_wifi_module_status 2\nget_wifi_module_status 3"},
         {Request(50, Hex("02 00 01")), Status(50), "set_full_load_enable 2 1"},
         {Request(53, Hex("00 F1 53 65 00 00 00 00")), Status(53), "sync_time 1700000000"},
-        {Request(54), Head(14, 54).At(6, Hex("05 CB 02 00 00 00 00 00")).bytes,
-         "get_duration_time"},
+        {Request(54), Q(54, 14, "05 CB 02 00 00 00 00 00"), "get_duration_time"},
         {Request(55), Status(55), "restart"},
         {Request(56, Cat({0x01}, Text("http://portal/x"))), Status(56),
          "set_redirection 1 \"http://portal/x\""},
         {Request(57, Cat(Image(33).Text(0, md5).bytes, Text("http://fw/rom.bin"))), Status(57),
          "update_rom_version \"http://fw/rom.bin\" \"" + md5 + "\""},
         // Down is asked first, but the up rate comes first in the answer.
-        {Request(58),
-         Head(22, 58).At(6, Hex("B0 EA 00 00 00 00 00 00  68 CB 2B 00 00 00 00 00")).bytes,
+        {Request(58), Q(58, 22, "B0 EA 00 00 00 00 00 00  68 CB 2B 00 00 00 00 00"),
          "get_flows_down_rate\nget_flows_up_rate"},
-        {Request(59, Text("http://speed/t")), Status(59),
-         "set_http_test_url \"http://speed/t\""},
+        {Request(59, Text("http://speed/t")), Status(59), "set_http_test_url \"http://speed/t\""},
         {Request(60), Head(18, 60).Text(6, "12345678").bytes, "get_router_pin"},
         {Request(64), Status(64), ""},  // the scan itself is the sub-device monitor's
     };
@@ -311,18 +292,15 @@ TEST(Dispatcher, ClearsTheFirstAnswerByteEvenWithoutAnswer) {
     EXPECT_EQ(0, ans[0]);
 }
 
-struct FailureRow {
-    const char* sdkName;
-    int status;
-    Bytes request;
-    Bytes answer;
-    const char* calls;  // nullptr: not checked
-};
-
 // A failing SDK call's status becomes the result code, cut to 16 bits; a query stops at its first
 // failing call, a setting group still applies every part.
 TEST(SdkFailures, StatusBecomesTheResultCode) {
-    const std::vector<FailureRow> rows = {
+    const struct {
+        const char* sdkName;
+        int status;
+        Bytes request, answer;
+        const char* calls;  // nullptr: not checked
+    } rows[] = {
         {"get_wan_cfg", 70000, Request(3, Hex("00 00")), Status(3, "70 11"), nullptr},
         {"get_router_vender", 5, Request(2), Status(2, "05 00"),
          "get_router_sn\nget_router_vender\n"},
@@ -336,7 +314,7 @@ TEST(SdkFailures, StatusBecomesTheResultCode) {
         {"set_sambaenable_switch", 4, Request(27, Hex("01 01 01")), Status(27, "04 00"),
          "set_ftp_switch 1\nset_sambaenable_switch 1\nset_telnetenable_switch 1\n"},
     };
-    for (const FailureRow& r : rows) {
+    for (const auto& r : rows) {
         SCOPED_TRACE(r.sdkName);
         fntest::SimRouter router;
         router.Fail(r.sdkName, r.status);
@@ -394,25 +372,21 @@ TEST(BadInput, ConfigDataRefusals) {
     }
 }
 
-void ManyDevices(cJSON* root) {
-    cJSON* devices = cJSON_GetObjectItemCaseSensitive(root, "devices");
-    for (int i = 1; i < 130; ++i) {
-        char mac[18];
-        snprintf(mac, sizeof mac, "02:00:00:00:%02X:%02X", i >> 8, i & 0xFF);
-        cJSON* dev = cJSON_CreateObject();
-        cJSON_AddStringToObject(dev, "mac", mac);
-        cJSON_AddItemToArray(devices, dev);
-    }
-}
-
 TEST(BadInput, DeviceListLongerThanTheArrayIsCut) {
     fntest::SimRouter router;
-    router.Edit(ManyDevices);
+    router.Edit([](cJSON* root) {
+        for (int i = 1; i < 130; ++i) {
+            char mac[18];
+            snprintf(mac, sizeof mac, "02:00:00:00:%02X:%02X", i >> 8, i & 0xFF);
+            cJSON* dev = cJSON_CreateObject();
+            cJSON_AddStringToObject(dev, "mac", mac);
+            cJSON_AddItemToArray(cJSON_GetObjectItem(root, "devices"), dev);
+        }
+    });
     fntest::Answer a = Call(Request(39));
     ASSERT_EQ(8u + 128 * 34, a.bytes.size());
     EXPECT_EQ(Hex("AB CD 27 00 00 00 80 00"), Bytes(a.bytes.begin(), a.bytes.begin() + 8));
-    // the last record kept is device 127: 02:00:00:00:00:7F
-    const auto last = a.bytes.begin() + 8 + 127 * 34;
+    const auto last = a.bytes.begin() + 8 + 127 * 34;  // device 127 is the last one kept
     EXPECT_EQ(Hex("02 00 00 00 00 7F"), Bytes(last, last + 6));
 }
 

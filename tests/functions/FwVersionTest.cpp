@@ -1,13 +1,9 @@
 // The firmware version report's JSON: keys in order, the eight-digit date appended to the
 // version text, the agent's version and the "configed" rule.
-#include <cjson/cJSON.h>
+#include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "FnTestSupport.h"
 #include "functions/FwVersion.h"
@@ -15,17 +11,9 @@
 
 namespace {
 
-// The report as unformatted JSON text, keys in their order.
-std::string Compact(const std::string& text) {
-    std::unique_ptr<cJSON, decltype(&cJSON_Delete)> root(cJSON_Parse(text.c_str()), cJSON_Delete);
-    if (!root) return "<not JSON: " + text + ">";
-    std::unique_ptr<char, decltype(&free)> out(cJSON_PrintUnformatted(root.get()), free);
-    return out.get();
-}
-
 TEST(FwVersionTest, ReportFieldsAndConfigedRule) {
     fntest::SimRouter router;  // version "V1.2", date bytes 22, 12, 27, 5
-    struct Case {
+    const struct {
         int i1, i2, i3;
         const char* configed;
     } cases[] = {
@@ -33,18 +21,23 @@ TEST(FwVersionTest, ReportFieldsAndConfigedRule) {
         {5, -1, 7, "no"},  {5, 10, -1, "no"},  // interval 3 unset
         {5, 10, 0, "yes"}, {-1, 1440, 30, "yes"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         intervalFlag1 = c.i1;
         intervalFlag2 = c.i2;
         intervalFlag3 = c.i3;
         std::string text;
         ASSERT_EQ(FwVersionJson(&text), 0);
+        cJSON* root = cJSON_Parse(text.c_str());
+        ASSERT_NE(root, nullptr) << text;
+        char* compact = cJSON_PrintUnformatted(root);
         char want[200];
         snprintf(want, sizeof want,
                  "{\"version\":\"V1.222122705\",\"sdkVersion\":\"2.0.0.7\",\"interval1\":%d,"
                  "\"interval2\":%d,\"interval3\":%d,\"configed\":\"%s\"}",
                  c.i1, c.i2, c.i3, c.configed);
-        EXPECT_EQ(want, Compact(text));
+        EXPECT_STREQ(want, compact);
+        cJSON_free(compact);
+        cJSON_Delete(root);
     }
     CommAutoReportReset();
 }
