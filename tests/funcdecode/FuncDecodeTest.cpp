@@ -62,10 +62,8 @@ const DecodeCase kDecodeCases[] = {
      "result: 65534 (status from the router, -2 as signed)\n"},
     {Hex("12 34"), "short answer: 2 bytes, a header needs 6: 12 34\n"},
     {Hex("00 00 3E 00 00 00 87 D6 12 00"), "rate: 1234567 bytes/s\n"},
-    {Hex("00 00 3E 00 01 00 FF FF FF FF"), "rate: -1 (failed)\n"},
     {Hex("12 34 05 00 00 00 39 00 00 00"), "count: 57\n"},
     {Hex("12 34 07 00 00 00 00 00 00 00 01 00 00 00"), "bytes: 4294967296\n"},
-    {Hex("12 34 29 00 00 00 E8 03 64 00 0A 00"), "speed0: 1000\nspeed1: 100\nspeed2: 10\n"},
     {Hex("12 34 2C 00 05 00 08 08 08 08 08 08 04 04"), "dns1: 8.8.8.8\ndns2: 8.8.4.4\n"},
     {Hex("12 34 22 00 00 00 FF FF FF FF FF FF FF FF 00 10 00 00 00 00 00 00"),
      "up: -1\ndown: 4096\n"},
@@ -100,8 +98,6 @@ const DecodeCase kDecodeCases[] = {
     {Hex("12 34 09 00 00 00 0D 00 6F 6B 20 31 0A 0A 6C 6F 73 73 09 30 0A"),
      "length: 13\ntext: 13 bytes\n  | ok 1\n  | loss\\x090\n"},
     {Hex("12 34 24 00 00 00 04 00 54 56 22 31"), "length: 4\nname: \"TV\\\"1\"\n"},
-    {Hex("12 34 4F 00 00 00 04 00 02 00 AA BB"),
-     "length: 4\nrecords: 2\ndata: 2 bytes\n  0: AA BB\n"},
     {Hex("12 34 50 00 00 00 06 00 00 11 22 33 44 55"), "length: 6\nbssid: 00:11:22:33:44:55\n"},
 };
 
@@ -150,23 +146,6 @@ TEST(DecodeBounds, EveryPrefixOfCompleteAnswersIsReportedCut) {
     EXPECT_EQ("short answer: 0 bytes, a header needs 6\n", DecodeFunctionAnswer(nullptr, 40));
 }
 
-TEST(DecodeBounds, CountsLargerThanTheBytesPresentStopAtTheLastWholeRecord) {
-    Bytes devs = Answer(39, 8 + 34 + 10, 0xFF);
-    devs[7] = 0xFF;
-    std::string text = DecodeExact(devs, devs.size());
-    EXPECT_TRUE(Contains(text, "count: 65535\ndevice[0]:\n")) << text;
-    EXPECT_TRUE(Contains(text, "truncated: device[1] needs bytes 42-75, answer has 52 bytes\n"));
-    EXPECT_FALSE(Contains(text, "device[2]"));
-    Bytes adj = Answer(42, 10);
-    adj[9] = 0x80;  // a 32-bit count of 2^31
-    EXPECT_TRUE(Contains(DecodeExact(adj, adj.size()),
-                         "count: 2147483648\n"
-                         "truncated: network[0] needs bytes 10-51, answer has 10 bytes\n"));
-    Bytes name = Hex("00 00 24 00 00 00 40 00 54 56");
-    EXPECT_TRUE(Contains(DecodeExact(name, name.size()),
-                         "length: 64\ntruncated: data needs bytes 8-71, answer has 10 bytes\n"));
-}
-
 // Random bytes for every function ID of the table and around it decode to a header and lines.
 TEST(DecodeBounds, RandomAnswersNeverOverRead) {
     std::mt19937 rng(20261122);
@@ -205,7 +184,6 @@ TEST(Encode, BodyHeaderAndParameterLayouts) {
         const char* line;
         Bytes params;
     } cases[] = {
-        {"7 index=0x102", Hex("02 01")},
         {"15 index=2 on=1", Hex("02 00 01")},
         {"35 mac=aa-bb-cc-00-11-22 up=-1 down=2000",
          Hex("AA BB CC 00 11 22 FF FF FF FF FF FF FF FF D0 07 00 00 00 00 00 00")},
@@ -213,9 +191,7 @@ TEST(Encode, BodyHeaderAndParameterLayouts) {
         {"45 dns2=8.8.4.4 dns1=192.168.1.1", Hex("C0 A8 01 01 08 08 04 04")},
         {"53 time=1700000000", Hex("00 F1 53 65 00 00 00 00")},
         {"56 enable=1 url=http://a/", Hex("01 68 74 74 70 3A 2F 2F 61 2F 00")},
-        {"76 index=2 threshold=200", Hex("02 C8")},
         {"87 json=  {\"b\":2}  ", Hex("07 00 7B 22 62 22 3A 32 7D")},
-        {"1", Bytes{}},
         {"9999 hex=DEADbeef", Hex("DE AD BE EF")},
         {"8 target=192.168.1.20 size=64 count=4",
          Image(24, {{0, "C0 A8 01 14"}, {20, "40 00 04 00"}})},
@@ -252,20 +228,15 @@ TEST(Encode, BadArgumentsGiveAClearError) {
         {"45 dns1=8.8.8.8", "function 45 needs dns2=<a.b.c.d>"},
         {"45 dns1=8.8.8.8 dns2=1.1.1.1 dns3=1",
          "function 45 has no argument \"dns3\" (arguments: dns1 dns2, or hex=)"},
-        {"51 target=1.2.3.0004", "function 51: bad value target=\"1.2.3.0004\""},
         {"33 mac=AA:BB:CC:00:11:2G", "bad value mac"},
         {"15 index=65536 on=1", "bad value index=\"65536\", expected index=<0-65535>"},
-        {"15 index=1 on=256", "bad value on=\"256\", expected on=<0-255>"},
         {"32 rssi=-129", "bad value rssi=\"-129\", expected rssi=<-128-127>"},
-        {"53 time=9223372036854775808", "bad value time"},
         {"46 name=" + std::string(32, 'n'), "expected name=<text, at most 31>"},
-        {"17 ssid=" + std::string(33, 's'), "expected ssid=<text, at most 32>"},
         {name64, "bad value name"},
         {"59 url=" + std::string(1024, 'u'), "bad value url"},
         {json1024, "bad value json"},
         {"45 dns1=8.8.8.8 dns1=8.8.4.4", "argument \"dns1\" given twice"},
         {"37 mac=AA:BB:CC:00:11:22 name=\"open", "argument \"name\": missing closing quote"},
-        {"3 index", "argument \"index\" is not key=value"},
         {"3 hex=123", "hex=\"123\" is not an even number of hexadecimal digits"},
         {"3 hex=01 index=1", "hex= gives the parameters raw and cannot be combined"},
         {"100 a=1", "function 100 has no parameter layout; use hex="},
