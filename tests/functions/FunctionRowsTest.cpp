@@ -1,16 +1,19 @@
 // The function table against the simulated router: per row the request bytes, the answer bytes
 // (written from the documented layouts and the test state's values) and the SDK calls made, in
 // order and with their arguments as the simulator logs them. Then the dispatcher's paths, SDK
-// failures and the bounds of every parameter block.
+// failures, the bounds of every parameter block and the firmware version report.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <set>
 
 #include "FnTestSupport.h"
 #include "core/SubdevMutex.h"
+#include "functions/FwVersion.h"
 #include "functions/ProtoolSdk.h"
 #include "functions/SdkRecords.h"
+#include "ipc/AutoReport.h"
 #include "lan/Subdev.h"
 #include "platform/Protool.h"
 
@@ -377,6 +380,48 @@ TEST(BadInput, DeviceListLongerThanTheArrayIsCut) {
     EXPECT_EQ(Hex("AB CD 27 00 00 00 80 00"), Bytes(a.bytes.begin(), a.bytes.begin() + 8));
     const auto last = a.bytes.begin() + 8 + 127 * 34;  // device 127 is the last one kept
     EXPECT_EQ(Hex("02 00 00 00 00 7F"), Bytes(last, last + 6));
+}
+
+// The firmware version report's JSON: keys in order, the eight-digit date appended to the
+// version text, the agent's version and the "configed" rule.
+TEST(FwVersionTest, ReportFieldsAndConfigedRule) {
+    fntest::SimRouter router;  // version "V1.2", date bytes 22, 12, 27, 5
+    const struct {
+        int i1, i2, i3;
+        const char* configed;
+    } cases[] = {
+        {5, -1, 0, "no"},                      // no interval 2: "no" whatever interval 3 holds
+        {5, -1, 7, "no"},  {5, 10, -1, "no"},  // interval 3 unset
+        {5, 10, 0, "yes"}, {-1, 1440, 30, "yes"},
+    };
+    for (const auto& c : cases) {
+        intervalFlag1 = c.i1;
+        intervalFlag2 = c.i2;
+        intervalFlag3 = c.i3;
+        std::string text;
+        ASSERT_EQ(FwVersionJson(&text), 0);
+        cJSON* root = cJSON_Parse(text.c_str());
+        ASSERT_NE(root, nullptr) << text;
+        char* compact = cJSON_PrintUnformatted(root);
+        char want[200];
+        snprintf(want, sizeof want,
+                 "{\"version\":\"V1.222122705\",\"sdkVersion\":\"2.0.0.7\",\"interval1\":%d,"
+                 "\"interval2\":%d,\"interval3\":%d,\"configed\":\"%s\"}",
+                 c.i1, c.i2, c.i3, c.configed);
+        EXPECT_STREQ(want, compact);
+        cJSON_free(compact);
+        cJSON_Delete(root);
+    }
+    CommAutoReportReset();
+}
+
+TEST(FwVersionTest, FailingVersionQuerySendsNothing) {
+    fntest::SimRouter router;
+    router.Fail("get_router_version", 3);
+    std::string text;
+    EXPECT_EQ(FwVersionJson(&text), -1);
+    EXPECT_EQ(dev_fwversion_report(), -1);
+    EXPECT_TRUE(text.empty());
 }
 
 }  // namespace
