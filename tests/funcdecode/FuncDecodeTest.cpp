@@ -1,7 +1,5 @@
-// The simulator's function-call text tool, smoke level: answers written by hand from the
-// documented layouts decode to the expected text (one row per kind of field and list), cut and
-// random answers are never over-read, and operator lines encode to the documented parameter
-// bytes or give a reason.
+// The simulator's function-call text tool, smoke level: hand-written answers decode to the expected
+// text, cut and random answers are never over-read, operator lines encode or give a reason.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -21,8 +19,7 @@ struct At {
     std::string text = "";
 };
 
-// `n` zero bytes with the fields (hexadecimal bytes, or characters when `text` is set) at their
-// offsets.
+// `n` zero bytes with the fields (hexadecimal, or characters when `text` is set) at their offsets.
 Bytes Image(size_t n, std::initializer_list<At> fields) {
     Bytes b(n, 0);
     for (const At& f : fields) {
@@ -40,10 +37,6 @@ std::string DecodeExact(const Bytes& b, size_t len) {
     return DecodeFunctionAnswer(block.get(), len);
 }
 
-bool Contains(const std::string& s, const std::string& part) {
-    return s.find(part) != std::string::npos;
-}
-
 struct DecodeCase {
     Bytes answer;
     std::string text;  // whole, or from the line after "result:" when it starts with a field
@@ -55,8 +48,6 @@ const DecodeCase kDecodeCases[] = {
      "extra: 1 bytes after byte 5: AA\n"},
     {Hex("12 34 59 00 07 00"),
      "answer: 6 bytes\ntag: 12 34\nfunction: 89\nresult: 7 (function not supported)\n"},
-    {Hex("12 34 03 00 01 00"),
-     "answer: 6 bytes\ntag: 12 34\nfunction: 3 (one WAN configuration)\nresult: 1 (failure)\n"},
     {Hex("AB CD 0E 00 FE FF"),
      "answer: 6 bytes\ntag: AB CD\nfunction: 14 (SSID switch)\n"
      "result: 65534 (status from the router, -2 as signed)\n"},
@@ -87,11 +78,6 @@ const DecodeCase kDecodeCases[] = {
      "  mode: 1\n  access: 1\n  attribute: 0\n  rssi: -60\n  rate: 1110\n  ip: 192.168.1.20\n"
      "device[1]:\n  mac: AA:BB:CC:00:11:33\n  name: \"\"\n  conn: 0\n  band: 0\n"
      "  mode: 1\n  access: 0\n  attribute: 2\n  rssi: 0\n  rate: 1000\n  ip: 192.168.1.21\n"},
-    {Image(52, {{0, "12 34 2A 00 00 00 01 00 00 00 10 20 30 40 50 60"},
-                {16, "", "Neighbour"},
-                {49, "B5 0B 01"}}),
-     "count: 1\nnetwork[0]:\n  bssid: 10:20:30:40:50:60\n  ssid: \"Neighbour\"\n  rssi: -75\n"
-     "  channel: 11\n  encrypt: 1\n"},
     {Hex("12 34 31 00 00 00 02 00 01 00 01 00 01 01 00 01 00"),
      "lan_count: 2\n  lan[0]: 1\n  lan[1]: 0\nwan_count: 1\n  wan[0]: 1\nwifi[0]: 1\n"
      "wifi[1]: 0\nwifi[2]: 1\nwifi[3]: 0\n"},
@@ -133,13 +119,14 @@ TEST(DecodeBounds, EveryPrefixOfCompleteAnswersIsReportedCut) {
     for (const Bytes& f : fulls) {
         SCOPED_TRACE(f[2]);
         std::string whole = DecodeExact(f, f.size());
-        EXPECT_FALSE(Contains(whole, "truncated") || Contains(whole, "extra")) << whole;
+        EXPECT_EQ(std::string::npos, whole.find("truncated")) << whole;
+        EXPECT_EQ(std::string::npos, whole.find("extra")) << whole;
         for (size_t len = 0; len < f.size(); ++len) {
             std::string text = DecodeExact(f, len);
             if (len < 6) {
                 EXPECT_EQ(0u, text.find("short answer: " + std::to_string(len) + " bytes"));
             } else {
-                EXPECT_TRUE(Contains(text, "truncated: ")) << len << "\n" << text;
+                EXPECT_NE(std::string::npos, text.find("truncated: ")) << len << "\n" << text;
             }
         }
     }
@@ -195,9 +182,6 @@ TEST(Encode, BodyHeaderAndParameterLayouts) {
         {"9999 hex=DEADbeef", Hex("DE AD BE EF")},
         {"8 target=192.168.1.20 size=64 count=4",
          Image(24, {{0, "C0 A8 01 14"}, {20, "40 00 04 00"}})},
-        {"57 md5=0123456789abcdef0123456789abcdef url=http://fw/x.bin",
-         Image(33 + 16,
-               {{0, "", "0123456789abcdef0123456789abcdef"}, {33, "", "http://fw/x.bin"}})},
         {"17 index=1 ssid=Home password=\"a \\\"b\\\"\" encrypt=1 channel=6 "
          "guest_mask=255.255.255.0",
          Image(120, {{0, "01 00"}, {2, "", "Home"}, {35, "", "a \"b\""}, {100, "01"},
@@ -247,7 +231,7 @@ TEST(Encode, BadArgumentsGiveAClearError) {
         std::string error;
         EXPECT_EQ(-1, EncodeCallLine(c.line, &id, &params, &error)) << c.line;
         EXPECT_EQ(Bytes{0xEE}, params) << c.line;
-        EXPECT_TRUE(Contains(error, c.error)) << c.line << " gave: " << error;
+        EXPECT_NE(std::string::npos, error.find(c.error)) << c.line << " gave: " << error;
     }
     uint16_t id = 0;
     Bytes params;

@@ -105,7 +105,7 @@ inline const char* const kTestState = R"({
   "fail": {}
 })";
 
-// A private simulated router over the test state and its own call log.
+// A private simulated router over the test state and its own call log; Edit() rewrites the state.
 class SimRouter {
 public:
     SimRouter() {
@@ -117,7 +117,6 @@ public:
         unsetenv("PLUG_SDK_STATE");
         unsetenv("PLUG_SDK_CALL_LOG");
     }
-    // Rewrites the state file after `edit`.
     void Edit(const std::function<void(cJSON* root)>& edit) {
         cJSON* root = cJSON_Parse(testsupport::ReadFile(dir_.File("state.json")).c_str());
         edit(root);
