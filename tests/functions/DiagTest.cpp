@@ -1,11 +1,9 @@
 // Network diagnostics through the function table, with fake ping, traceroute and killall first on
 // PATH: each logs its arguments and prints canned output; while the file "hold" exists it keeps
-// running (killall never holds), so a job can be caught in the middle. The system's killall is
-// never run.
+// running (killall never holds), so a job can be caught in the middle.
 #include <sys/stat.h>
 
 #include <cstdlib>
-#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -25,7 +23,6 @@ using fntest::Hex;
 using fntest::Request;
 using testsupport::LogCapture;
 using testsupport::ReadFile;
-using testsupport::TempDir;
 using testsupport::WaitUntil;
 using testsupport::WriteFile;
 
@@ -80,20 +77,15 @@ protected:
         return ReadFile(dir_.File(std::string(tool) + ".args"));
     }
 
-    TempDir dir_;
+    testsupport::TempDir dir_;
     std::string oldPath_;
 };
 
-// w10 target (network order), bytes 14-29 zero, h30 size, h32 count.
-Bytes PingRequest(const Bytes& target, uint16_t size, uint16_t count) {
-    Bytes p(24, 0);
-    std::copy(target.begin(), target.end(), p.begin());
-    p[20] = static_cast<uint8_t>(size);
-    p[21] = static_cast<uint8_t>(size >> 8);
-    p[22] = static_cast<uint8_t>(count);
-    p[23] = static_cast<uint8_t>(count >> 8);
-    return Request(8, p);
+// Function 8: w10 target (network order), bytes 14-29 zero, h30 size, h32 count.
+Bytes PingRequest(const char* target, const char* sizeAndCount) {
+    return Request(8, fntest::Image(24).At(0, Hex(target)).At(20, Hex(sizeAndCount)).bytes);
 }
+const Bytes kPing = PingRequest("0A 01 02 03", "78 05 02 00");  // 10.1.2.3, 1400 bytes, 2 times
 
 uint16_t Code(const fntest::Answer& a) {
     return a.bytes.size() >= 6 ? static_cast<uint16_t>(a.bytes[4] | (a.bytes[5] << 8)) : 0xFFFF;
@@ -106,50 +98,43 @@ fntest::Answer FetchPingWhenDone() {
     return a;
 }
 
-TEST_F(DiagTest, PingRequestFieldsReachTheTool) {
-    struct Case {
-        const char* name;
-        Bytes target;
-        uint16_t size, count;
+// A text answer: 16-bit length at 6, the text from 8.
+Bytes TextAnswer(uint8_t id, const std::string& text) {
+    Bytes b = {0xAB, 0xCD, id, 0, 0, 0, static_cast<uint8_t>(text.size()),
+               static_cast<uint8_t>(text.size() >> 8)};
+    b.insert(b.end(), text.begin(), text.end());
+    return b;
+}
+
+TEST_F(DiagTest, PingRequestFieldsReachTheToolAndReplyLinesAreLeftOut) {
+    const struct {
+        Bytes request;
         const char* args;
+    } cases[] = {
+        {PingRequest("0A 01 02 03", "78 05 50 00"), "-s 1400 -c 50 10.1.2.3"},  // count 80 runs 50
+        {PingRequest("7F 00 00 01", "00 00 32 00"), "-s 0 -c 50 127.0.0.1"},
+        {PingRequest("FF FF FF FF", "FF FF 01 00"), "-s 65535 -c 1 255.255.255.255"},
     };
-    const Case cases[] = {
-        {"count 80 runs 50", Hex("0A 01 02 03"), 1400, 80, "-s 1400 -c 50 10.1.2.3"},
-        {"count 50 stays", Hex("C0 A8 01 01"), 56, 50, "-s 56 -c 50 192.168.1.1"},
-        {"small count and size", Hex("7F 00 00 01"), 0, 3, "-s 0 -c 3 127.0.0.1"},
-        {"largest size", Hex("FF FF FF FF"), 65535, 1, "-s 65535 -c 1 255.255.255.255"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& c : cases) {
         unlink(dir_.File("ping.args").c_str());
-        EXPECT_EQ(Call(PingRequest(c.target, c.size, c.count)).bytes, Hex("AB CD 08 00 00 00"));
+        EXPECT_EQ(Call(c.request).bytes, Hex("AB CD 08 00 00 00"));
         FetchPingWhenDone();
         EXPECT_EQ(Args("ping"), std::string(c.args) + "\n");
     }
-    EXPECT_EQ(Call(Request(8, Bytes(23, 0))).bytes, Hex("AB CD 08 00 01 00"));  // one byte short
-}
-
-TEST_F(DiagTest, PingResultLeavesOutReplyLines) {
-    Call(PingRequest(Hex("0A 01 02 03"), 1400, 2));
-    fntest::Answer a = FetchPingWhenDone();
-    std::string text = kPingText;
-    Bytes expected = Hex("AB CD 09 00 00 00");
-    expected.push_back(static_cast<uint8_t>(text.size()));
-    expected.push_back(static_cast<uint8_t>(text.size() >> 8));
-    expected.insert(expected.end(), text.begin(), text.end());
-    EXPECT_EQ(a.bytes, expected);
+    Call(kPing);
+    EXPECT_EQ(FetchPingWhenDone().bytes, TextAnswer(9, kPingText));
 }
 
 TEST_F(DiagTest, JobLifecycle) {
     LogCapture log;
     // Ping: one at a time; a fetch while it runs answers its status 1 and does not wait.
     Hold();
-    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 0);
-    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 1);
+    EXPECT_EQ(Code(Call(kPing)), 0);
+    EXPECT_EQ(Code(Call(kPing)), 1);
     EXPECT_EQ(Call(Request(9)).bytes, Hex("AB CD 09 00 01 00"));
     Release();
     EXPECT_EQ(FetchPingWhenDone().bytes.size(), 8 + std::string(kPingText).size());
-    EXPECT_EQ(Code(Call(PingRequest(Hex("0A 01 02 03"), 1400, 2))), 0);  // a finished job restarts
+    EXPECT_EQ(Code(Call(kPing)), 0);  // a finished job restarts
     FetchPingWhenDone();
     EXPECT_EQ(Args("ping"), "-s 1400 -c 2 10.1.2.3\n-s 1400 -c 2 10.1.2.3\n");
 
@@ -157,15 +142,10 @@ TEST_F(DiagTest, JobLifecycle) {
     Hold();
     EXPECT_EQ(Call(Request(51, Hex("0A 01 02 03"))).bytes, Hex("AB CD 33 00 00 00"));
     EXPECT_EQ(Code(Call(Request(51, Hex("0A 01 02 04")))), 1);
-    ASSERT_TRUE(WaitUntil([&] { return !ReadFile(dir_.File("tracerouteFile")).empty(); }));
-    std::string trace =
-        "traceroute to 10.1.2.3 (10.1.2.3), 30 hops max, 60 byte packets\n"
-        " 1  10.1.2.3  0.051 ms  0.020 ms  0.018 ms\n";
+    const std::string trace = "traceroute to 10.1.2.3 (10.1.2.3), 30 hops max, 60 byte packets\n"
+                              " 1  10.1.2.3  0.051 ms  0.020 ms  0.018 ms\n";
     ASSERT_TRUE(WaitUntil([&] { return ReadFile(dir_.File("tracerouteFile")) == trace; }));
-    Bytes expected = Hex("AB CD 34 00 00 00");
-    expected.push_back(static_cast<uint8_t>(trace.size()));
-    expected.push_back(0);
-    expected.insert(expected.end(), trace.begin(), trace.end());
+    const Bytes expected = TextAnswer(52, trace);
     EXPECT_EQ(Call(Request(52)).bytes, expected);
     EXPECT_EQ(Args("killall"), "-9 traceroute\n");
     EXPECT_EQ(Args("traceroute"), "-n 10.1.2.3\n");
@@ -199,38 +179,30 @@ TEST_F(DiagTest, WatchdogKillsATracerouteAfter500Seconds) {
 }
 
 TEST(DiagRateTest, AddressSplit) {
-    struct Case {
+    const std::string s64(64, 'a'), a64 = "http://" + s64 + "/x", a65 = "http://a" + s64 + "/x";
+    const struct {
         const char* address;
-        int ret;
-        const char* server;
+        const char* server;  // nullptr: refused
         int port;
         const char* path;
+    } cases[] = {
+        {"http://10.0.0.2/t", "10.0.0.2", 80, "/t"},  // no port: 80
+        {"http://speed.example:8199/dl/300.data", "speed.example", 8199, "/dl/300.data"},
+        {"ftp://abc/", "abc", 80, "/"},             // only the text after "://" is used
+        {"http://host/a:1/b", "host/a", 1, "/b"},  // the ":" is looked for in the path too
+        {a64.c_str(), s64.c_str(), 80, "/x"},
+        {a65.c_str(), nullptr, 0, ""},  // 65-character server
+        {"http://ab/x", nullptr, 0, ""},  // 2-character server
+        {"http://host.example", nullptr, 0, ""},  // no "/"
+        {"host.example/x", nullptr, 0, ""},       // no "://"
+        {"http://host:99999/x", nullptr, 0, ""},
+        {"http://host:8a/x", nullptr, 0, ""},
     };
-    const std::string s64(64, 'a');
-    const std::string s65(65, 'a');
-    const std::string a64 = "http://" + s64 + "/x";
-    const std::string a65 = "http://" + s65 + "/x";
-    const Case cases[] = {
-        {"http://10.0.0.2/t", 0, "10.0.0.2", 80, "/t"},  // no port: 80
-        {"http://speed.example:8199/download/300.data", 0, "speed.example", 8199,
-         "/download/300.data"},
-        {"ftp://abc/", 0, "abc", 80, "/"},  // only the text after "://" is used
-        {"http://ab/x", -1, "", 0, ""},     // 2-character server
-        {a64.c_str(), 0, s64.c_str(), 80, "/x"},
-        {a65.c_str(), -1, "", 0, ""},                 // 65-character server
-        {"http://host.example", -1, "", 0, ""},       // no "/"
-        {"http://host:80", -1, "", 0, ""},            // no "/" after the port
-        {"host.example/x", -1, "", 0, ""},            // no "://"
-        {"http://host/a:1/b", 0, "host/a", 1, "/b"},  // the ":" is looked for in the path too
-        {"http://host:99999/x", -1, "", 0, ""},
-        {"http://host:8a/x", -1, "", 0, ""},
-        {"http://host:/x", -1, "", 0, ""},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.address);
         RateAddress a;
-        ASSERT_EQ(RateSplitAddress(c.address, &a), c.ret);
-        if (c.ret != 0) continue;
+        ASSERT_EQ(RateSplitAddress(c.address, &a), c.server ? 0 : -1);
+        if (c.server == nullptr) continue;
         EXPECT_EQ(a.server, c.server);
         EXPECT_EQ(a.port, c.port);
         EXPECT_EQ(a.path, c.path);

@@ -5,28 +5,40 @@
 #include <cjson/cJSON.h>
 
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "../support/TestSupport.h"
+#include "core/Limits.h"
+#include "functions/ProtoolSdk.h"
 
 namespace fntest {
 
 using Bytes = std::vector<uint8_t>;
-
 using testsupport::Hex;
 
 // An expected answer of `len` zero bytes that is filled at documented offsets.
 struct Image {
     explicit Image(size_t len) : bytes(len, 0) {}
-    Image& At(size_t off, const Bytes& b);
-    Image& Text(size_t off, const std::string& text);  // without its NUL
+    Image& At(size_t off, const Bytes& b) {
+        std::copy(b.begin(), b.end(), bytes.begin() + static_cast<long>(off));
+        return *this;
+    }
+    Image& Text(size_t off, const std::string& t) { return At(off, Bytes(t.begin(), t.end())); }
     Bytes bytes;
 };
 
 // A request: tag AB CD, the function ID, bytes 4-9 zero, then `params`.
-Bytes Request(uint16_t id, const Bytes& params = {});
+inline Bytes Request(uint16_t id, const Bytes& params = {}) {
+    Bytes req = {0xAB, 0xCD, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8), 0, 0, 0, 0,
+                 0,    0};
+    req.insert(req.end(), params.begin(), params.end());
+    return req;
+}
 
 struct Answer {
     int ret = 0;
@@ -34,30 +46,94 @@ struct Answer {
 };
 
 // Runs ParserProtoolData on a heap copy of exactly `req` (so over-reads are caught by ASan).
-Answer Call(const Bytes& req);
+inline Answer Call(const Bytes& req) {
+    std::unique_ptr<uint8_t[]> in(new uint8_t[req.size()]);
+    if (!req.empty()) memcpy(in.get(), req.data(), req.size());
+    std::unique_ptr<uint8_t[]> ans(new uint8_t[limits::kAnswerBufSize]());
+    size_t len = 0;
+    Answer a;
+    a.ret = ParserProtoolData(in.get(), req.size(), ans.get(), &len);
+    a.bytes.assign(ans.get(), ans.get() + len);
+    return a;
+}
 
-using JsonPtr = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
+// The router every function-call test starts from.
+inline const char* const kTestState = R"({
+  "identity": {"version": "V1.2", "version_date": [22, 12, 27, 5], "sn": "SN42", "vendor": "Acme",
+   "model": "R1", "mac": "00:1A:2B:3C:4D:5E", "pin": "12345678", "is_plug": 1, "ipv6": 1,
+   "cpu": {"model": "A53", "freq_mhz": 1300, "cores": 4}, "mem": {"size_kb": 262144,
+   "type": "DDR3"}, "name": "home"},
+  "wans": [{"index": 0, "enable": 1, "vlan_id": 258, "mtu": 1492, "conn_type": 2,
+   "name": "INTERNET", "pppoe_user": "u", "pppoe_password": "p", "mac": "00:1A:2B:3C:4D:5F",
+   "service_name": "", "ip": "100.64.23.7", "mask": "255.255.255.255", "gateway": "100.64.0.1",
+   "dns1": "8.8.8.8", "dns2": "8.8.4.4", "link_speed": 1000, "nat": 1, "tcp_con": 57,
+   "udp_con": 16909060, "rx_bytes": "72623859790382856", "status": 1}, {"index": 1, "enable": 0,
+   "vlan_id": 45, "mtu": 1500, "conn_type": 0, "name": "IPTV", "mac": "00:1A:2B:3C:4D:60",
+   "ip": "10.20.30.40", "mask": "255.255.0.0", "gateway": "10.20.0.1", "link_speed": 100,
+   "nat": 0, "status": 0}],
+  "lan": {"ip": "192.168.1.1", "mask": "255.255.255.0", "dhcp": 1, "lease_sec": 86400},
+  "lan_ports": [{"up_flow": 258, "down_flow": "72623859790382856", "status": 1}, {"up_flow": 0,
+   "down_flow": 1, "status": 0}],
+  "link_speeds": [1000, 100, 10],
+  "wlans": [{"index": 0, "band": 0, "enable": 1, "channel": 6, "bandwidth": 1, "tx_power": 100,
+   "ssid_num": 2}, {"index": 1, "band": 1, "enable": 1, "channel": 149, "bandwidth": 2,
+   "tx_power": 80, "ssid_num": 1}],
+  "ssids": [{"index": 0, "ssid": "Home", "password": "secret", "encrypt": 2, "auth": 1,
+   "hidden": 0, "enable": 1, "band": 0, "isolate": 0, "channel": 6, "max_clients": 32,
+   "beacon_interval": 100, "guest_ip": "192.168.100.1", "guest_mask": "255.255.255.0"},
+   {"index": 1, "ssid": "Guest", "password": "guest", "encrypt": 1, "auth": 1, "hidden": 0,
+   "enable": 0, "band": 0, "isolate": 1, "channel": 6, "max_clients": 8, "beacon_interval": 100,
+   "guest_ip": "0.0.0.0", "guest_mask": "0.0.0.0"}],
+  "wifi": {"radio": 1, "led": 0, "wps": 1, "modules": [1, 0, 1, 1]},
+  "adj_wifi": [{"bssid": "C8:3A:35:10:22:01", "ssid": "Tenda", "rssi": -61, "channel": 1,
+   "encrypt": 1}],
+  "services": {"ftp": {"enable": 0, "user": "ftpuser", "password": "ftp-pass"},
+   "samba": {"enable": 1, "user": "share", "password": "smb"}, "telnet": {"enable": 1,
+   "user": "admin", "password": "tel"}},
+  "dns": {"dns1": "202.96.128.86", "dns2": "202.96.134.133"},
+  "devices": [{"mac": "3C:22:FB:91:0A:11", "name": "phone", "conn_type": 2, "band": 1, "mode": 0,
+   "access_control": 1, "attribute": 1, "rssi": -48, "link_rate": 866, "ip": "192.168.1.100",
+   "us_bw": 12000, "ds_bw": 350000, "us_max_bw": 51200, "ds_max_bw": 1048576}],
+  "known_names": {"B8:27:EB:12:34:56": "printer"},
+  "black_list": ["DC:A6:32:01:66:05"],
+  "load": {"cpu_use": 17, "mem_use": 43},
+  "full_load": {},
+  "time": {"synced": 0, "duration": 183045},
+  "flows": {"down_rate": 2870120, "up_rate": 60080},
+  "actions": {"restart_count": 0, "redirection": {"enable": 0, "url": ""}, "http_test_url": "",
+   "rom_updates": []},
+  "fail": {}
+})";
 
-// A private simulated router. The state starts from the test state below.
+// A private simulated router over the test state and its own call log; Edit() rewrites the state.
 class SimRouter {
 public:
-    SimRouter();
-    ~SimRouter();
-    // Rewrites the state file after `edit` changed the parsed state.
-    void Edit(void (*edit)(cJSON* root));
-    void Fail(const std::string& sdkName, int status);
-    JsonPtr State() const;
-    std::string CallLog() const;
-    std::string StatePath() const { return dir_.File("state.json"); }
+    SimRouter() {
+        testsupport::WriteFile(dir_.File("state.json"), kTestState);
+        setenv("PLUG_SDK_STATE", dir_.File("state.json").c_str(), 1);
+        setenv("PLUG_SDK_CALL_LOG", dir_.File("calls.log").c_str(), 1);
+    }
+    ~SimRouter() {
+        unsetenv("PLUG_SDK_STATE");
+        unsetenv("PLUG_SDK_CALL_LOG");
+    }
+    void Edit(const std::function<void(cJSON* root)>& edit) {
+        cJSON* root = cJSON_Parse(testsupport::ReadFile(dir_.File("state.json")).c_str());
+        edit(root);
+        char* text = cJSON_Print(root);
+        testsupport::WriteFile(dir_.File("state.json"), text);
+        free(text);
+        cJSON_Delete(root);
+    }
+    void Fail(const std::string& sdkName, int status) {
+        Edit([&](cJSON* root) {
+            cJSON_AddNumberToObject(cJSON_GetObjectItem(root, "fail"), sdkName.c_str(), status);
+        });
+    }
+    std::string CallLog() const { return testsupport::ReadFile(dir_.File("calls.log")); }
 
 private:
-    void Write(cJSON* root);
     testsupport::TempDir dir_;
 };
-
-// Member lookups in the state, by path "a.b" (array positions as numbers: "ssids.1.enable").
-const cJSON* StateItem(const cJSON* root, const std::string& path);
-double StateNumber(const cJSON* root, const std::string& path);
-std::string StateText(const cJSON* root, const std::string& path);
 
 }  // namespace fntest

@@ -1,8 +1,6 @@
-// The router SDK simulator, smoke only. What each getter fills, the failure injection and the
-// call log are proven by the function rows and the end-to-end runs that read the simulated
-// router through the agent. Here: every kind of record the agent sets survives the state file
+// The router SDK simulator, smoke only: each kind of value the agent sets survives the state file
 // and a fresh load, lists stop at their room, and bad state or arguments get the library's
-// statuses.
+// statuses. What the getters fill and the call log are proven by the function rows.
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
@@ -27,48 +25,27 @@ protected:
     void SetUp() override {
         WriteFile(state_, ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));
         setenv("PLUG_SDK_STATE", state_.c_str(), 1);
-        setenv("PLUG_SDK_CALL_LOG", dir_.File("calls.log").c_str(), 1);
     }
-    void TearDown() override {
-        unsetenv("PLUG_SDK_STATE");
-        unsetenv("PLUG_SDK_CALL_LOG");
-    }
+    void TearDown() override { unsetenv("PLUG_SDK_STATE"); }
     // Replaces the top-level member `key` of the state file with the JSON text `json`.
     void SetTop(const char* key, const std::string& json) {
         cJSON* root = cJSON_Parse(ReadFile(state_).c_str());
         ASSERT_NE(nullptr, root);
-        cJSON_DeleteItemFromObjectCaseSensitive(root, key);
-        cJSON_AddItemToObject(root, key, cJSON_Parse(json.c_str()));
+        cJSON_ReplaceItemInObjectCaseSensitive(root, key, cJSON_Parse(json.c_str()));
         char* text = cJSON_Print(root);
         WriteFile(state_, text);
         cJSON_free(text);
         cJSON_Delete(root);
-    }
-    // The state file under another name: the library parses it from scratch.
-    void Reload() {
-        std::string copy = dir_.File("copy.json");
-        WriteFile(copy, ReadFile(state_));
-        setenv("PLUG_SDK_STATE", copy.c_str(), 1);
     }
 
     testsupport::TempDir dir_;
     std::string state_ = dir_.File("state.json");
 };
 
+// WPA3, enabled, channel 36, 12 clients, beacon 150, guest network 192.168.100.1/255.255.0.0.
 SsidCfg GuestSsid() {
-    SsidCfg c;
-    memset(&c, 0, sizeof c);
-    c.index = 1;
-    strcpy(c.ssid, "Visitors");
-    strcpy(c.password, "welcome-1234");
-    c.encrypt = 3;
-    c.enable = 1;
-    c.channel = 36;
-    c.maxClients = 12;
-    c.beaconInterval = 150;
-    c.guestIp = 0xC0A86401;    // 192.168.100.1
-    c.guestMask = 0xFFFF0000;  // 255.255.0.0
-    return c;
+    return SsidCfg{1, "Visitors", "welcome-1234", 3, 0, 0, 1, 0, 0, 36, 12, 150, 0xC0A86401,
+                   0xFFFF0000};
 }
 
 struct RoundTrip {
@@ -78,90 +55,48 @@ struct RoundTrip {
     std::function<void()> check;
 };
 
-void PrintTo(const RoundTrip& c, std::ostream* os) {
-    *os << c.name;
-}
-
 const RoundTrip kRoundTrips[] = {
-    {"ssid_record",
-     [] {
-         SsidCfg c = GuestSsid();
-         return set_ssid_cfg(&c);
-     },
-     "\"192.168.100.1\"",
+    {"ssid_record", [] { SsidCfg c = GuestSsid(); return set_ssid_cfg(&c); }, "\"192.168.100.1\"",
      [] {
          SsidCfg want = GuestSsid(), back;
          memset(&back, 0xEE, sizeof back);
          ASSERT_EQ(0, get_ssid_cfg(1, &back));
          EXPECT_EQ(0, memcmp(&want, &back, sizeof want));
      }},
-    {"device_record",
-     [] {
-         DevCfg d;
-         memset(&d, 0, sizeof d);
-         memcpy(d.mac, kLaptop, 6);
-         d.mode = 1;
-         return set_dev_access_control(d);
-     },
-     nullptr,
-     [] {
-         DevCfg d;
-         ASSERT_EQ(0, get_dev_cfg(&d, kLaptop));
-         EXPECT_EQ(0, d.accessControl);
-         EXPECT_EQ(1, d.mode);
-     }},
     {"ipv4_pair", [] { return set_dns(0x01020304, 0x05060708); }, "\"1.2.3.4\"",
      [] {
          uint32_t a = 0, b = 0;
          ASSERT_EQ(0, get_dns(&a, &b));
-         EXPECT_EQ(0x01020304u, a);
-         EXPECT_EQ(0x05060708u, b);
+         EXPECT_EQ(0x0102030405060708u, (uint64_t{a} << 32) | b);
      }},
-    {"text", [] { return set_telnet_password(std::string(31, 'p').c_str()); },
-     "\"ppppppppppppppppppppppppppppppp\"",
-     [] {
-         char pw[ROUTER_ACCOUNT_SIZE];
-         ASSERT_EQ(0, get_telnet_password(pw));
-         EXPECT_EQ(std::string(31, 'p'), pw);
-     }},
-    {"device_name", [] { return set_dev_name(kLaptop, "Work laptop (Tom)"); },
-     "\"Work laptop (Tom)\"",
+    {"text", [] { return set_dev_name(kLaptop, "Work laptop (Tom)"); }, "\"Work laptop (Tom)\"",
      [] {
          char name[ROUTER_DEV_NAME_SIZE];
          ASSERT_EQ(0, get_dev_name(kLaptop, name));
          EXPECT_STREQ("Work laptop (Tom)", name);
-     }},
-    {"switches", [] { return set_ssid_switch(3, 0) | set_led_switch(0) | set_ftp_switch(1); },
-     nullptr,
-     [] {
-         EXPECT_EQ(0, get_ssid_switch(3));
-         EXPECT_EQ(0, get_led_switch());
-         uint8_t on = 9;
-         ASSERT_EQ(0, get_ftp_switch(&on));
-         EXPECT_EQ(1, on);
      }},
     {"limits_64_bit",
      [] { return set_dev_us_max_bw(kLaptop, INT64_MAX) | set_dev_ds_max_bw(kLaptop, -1); },
      "\"9223372036854775807\"",
      [] {
          int64_t up = 0, down = 0;
-         ASSERT_EQ(0, get_dev_us_max_bw(kLaptop, &up));
-         ASSERT_EQ(0, get_dev_ds_max_bw(kLaptop, &down));
+         ASSERT_EQ(0, get_dev_us_max_bw(kLaptop, &up) | get_dev_ds_max_bw(kLaptop, &down));
          EXPECT_EQ(INT64_MAX, up);
          EXPECT_EQ(-1, down);
      }},
-    {"action", [] { return update_rom_version("http://fw.example/rom.bin", "0123abcd"); },
-     "\"http://fw.example/rom.bin\"", [] {}},
 };
 
 class SdkRoundTrip : public Sdk, public ::testing::WithParamInterface<RoundTrip> {};
 
+// Set, then read back from a copy of the state file under another name (parsed from scratch).
 TEST_P(SdkRoundTrip, SetIsWrittenAndReadBackByAFreshLoad) {
     ASSERT_EQ(0, GetParam().set());
+    const std::string text = ReadFile(state_), copy = dir_.File("copy.json");
     if (GetParam().onDisk != nullptr) {
-        EXPECT_NE(std::string::npos, ReadFile(state_).find(GetParam().onDisk)) << ReadFile(state_);
+        EXPECT_NE(std::string::npos, text.find(GetParam().onDisk));
     }
-    Reload();
+    WriteFile(copy, text);
+    setenv("PLUG_SDK_STATE", copy.c_str(), 1);
     GetParam().check();
 }
 
@@ -182,14 +117,14 @@ TEST_F(Sdk, ListsStopAtTheirRoomAndReportTheRealCount) {
     SetTop("black_list", black + "]");
     std::vector<DevCfg> d(ROUTER_MAX_DEVS + 1);
     memset(d.data(), 0xEE, d.size() * sizeof(DevCfg));
-    uint16_t num = 0;
-    ASSERT_EQ(0, get_devs_cfg(d.data(), &num));
-    EXPECT_EQ(130, num);
+    uint16_t devNum = 0, blackNum = 0;
+    std::vector<uint8_t> macs((ROUTER_MAX_BLACK + 1) * 6, 0xEE);
+    ASSERT_EQ(0, get_devs_cfg(d.data(), &devNum));
+    ASSERT_EQ(0, get_dev_black_list(reinterpret_cast<uint8_t(*)[6]>(macs.data()), &blackNum));
+    EXPECT_EQ(130, devNum);
+    EXPECT_EQ(130, blackNum);
     EXPECT_EQ(ROUTER_MAX_DEVS - 1, d[ROUTER_MAX_DEVS - 1].mac[5]);
     EXPECT_EQ(0xEE, d[ROUTER_MAX_DEVS].mac[0]);
-    std::vector<uint8_t> macs((ROUTER_MAX_BLACK + 1) * 6, 0xEE);
-    ASSERT_EQ(0, get_dev_black_list(reinterpret_cast<uint8_t(*)[6]>(macs.data()), &num));
-    EXPECT_EQ(130, num);
     EXPECT_EQ(0xEE, macs[ROUTER_MAX_BLACK * 6]);
 }
 
@@ -205,7 +140,6 @@ TEST_F(Sdk, MissingBrokenOrBadStateFailsWithStatusTwo) {
     SetTop("load", "{\"cpu_use\": 70000}");
     EXPECT_EQ(2, get_cpu_use(&n));
     WriteFile(state_, "{\"identity\": ");
-    EXPECT_EQ(2, get_wan_num(&n));
     EXPECT_EQ(2, set_name("x"));
 }
 
@@ -213,14 +147,8 @@ TEST_F(Sdk, BadArgumentsFailWithStatusOneAndChangeNothing) {
     const uint8_t unknown[6] = {1, 2, 3, 4, 5, 6};
     WanCfg wan;
     SsidCfg ssid;
-    DevCfg dev;
-    uint16_t speed;
     EXPECT_EQ(1, get_wan_cfg(ROUTER_MAX_WANS, &wan));
-    EXPECT_EQ(1, get_wan_cfg(0, nullptr));
-    EXPECT_EQ(1, get_ssid_cfg(4, &ssid));
     EXPECT_EQ(-1, get_ssid_switch(9));
-    EXPECT_EQ(1, get_dev_speed(-1, &speed));
-    EXPECT_EQ(1, get_dev_cfg(&dev, unknown));
     EXPECT_EQ(1, set_dev_ds_max_bw(unknown, 5));
     EXPECT_EQ(1, set_name(std::string(ROUTER_NAME_SIZE, 'n').c_str()));
     EXPECT_EQ(1, set_ftp_user(std::string(ROUTER_ACCOUNT_SIZE, 'u').c_str()));
@@ -233,13 +161,10 @@ TEST_F(Sdk, BadArgumentsFailWithStatusOneAndChangeNothing) {
 
 TEST(SdkBundled, WithoutTheVariableTheBundledStateIsRead) {
     unsetenv("PLUG_SDK_STATE");
-    cJSON* root = cJSON_Parse(ReadFile(PLUG_SDK_DEFAULT_STATE_FILE).c_str());
-    ASSERT_NE(nullptr, root);
-    const cJSON* sn = cJSON_GetObjectItem(cJSON_GetObjectItem(root, "identity"), "sn");
-    char text[ROUTER_TEXT_SIZE];
-    ASSERT_EQ(0, get_router_sn(text));
-    EXPECT_STREQ(cJSON_GetStringValue(sn), text);
-    cJSON_Delete(root);
+    char sn[ROUTER_TEXT_SIZE] = "";
+    ASSERT_EQ(0, get_router_sn(sn));
+    const std::string want = "\"sn\": \"" + std::string(sn) + "\"";
+    EXPECT_NE(std::string::npos, ReadFile(PLUG_SDK_DEFAULT_STATE_FILE).find(want)) << sn;
 }
 
 }  // namespace
