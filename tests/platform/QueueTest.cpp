@@ -1,10 +1,12 @@
 // Cutting frames out of the receive queue, without a socket.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 #include "TestSupport.h"
+#include "core/Clock.h"
 #include "platform/TcpQueue.h"
 
 namespace {
@@ -105,13 +107,7 @@ TEST_F(QueueTest, First16IsLeftAloneForAFrameWithoutDataBlock) {
 TEST_F(QueueTest, BadInputNeverHidesTheNextFrame) {
     const size_t over = limits::kRespDataBufSize + 1;
     Bytes bodyless = {0xCC, 0xDD, 0x14, 0xFF, 0x00, 0xFF, 0xFF};
-    Bytes overMagic = {0xCC,
-                       0xDD,
-                       0x14,
-                       0x00,
-                       0x00,
-                       static_cast<uint8_t>(over & 0xFF),
-                       static_cast<uint8_t>(over >> 8)};
+    Bytes overMagic = {0xCC, 0xDD, 0x14, 0x00, 0x00, uint8_t(over & 0xFF), uint8_t(over >> 8)};
     overMagic.resize(overMagic.size() + over, 0xCC);  // full of magic bytes, to tempt a resync
     struct Case {
         const char* name;
@@ -156,13 +152,7 @@ TEST_F(QueueTest, FullQueueDropsTheOldestBytesAndKeepsTheNewFrame) {
 
 TEST_F(QueueTest, LargestAcceptedDataBlockIsCopiedWhole) {
     size_t dataLen = limits::kRespDataBufSize;
-    Bytes fr = {0xCC,
-                0xDD,
-                0x14,
-                0xFF,
-                0x00,
-                static_cast<uint8_t>(dataLen & 0xFF),
-                static_cast<uint8_t>(dataLen >> 8)};
+    Bytes fr = {0xCC, 0xDD, 0x14, 0xFF, 0x00, uint8_t(dataLen & 0xFF), uint8_t(dataLen >> 8)};
     fr.resize(fr.size() + 255, 0x11);
     fr.resize(fr.size() + dataLen, 0x22);
     ASSERT_EQ(0, Push(fr));
@@ -172,17 +162,33 @@ TEST_F(QueueTest, LargestAcceptedDataBlockIsCopiedWhole) {
     EXPECT_EQ(0x22, f->data[dataLen - 1]);
 }
 
+// A clock that reports whether a wait would have slept: the wait must not when bytes arrived
+// since the last pop or the run flag is down.
+struct WaitProbe : ScaledClock {
+    WaitProbe() : ScaledClock(1.0) {}
+    int waits = 0;
+    bool WaitFor(std::condition_variable&, std::unique_lock<std::mutex>&, int64_t,
+                 const std::function<bool()>& pred) override {
+        waits += !pred();
+        return true;
+    }
+};
+
 TEST_F(QueueTest, WaitForPushReturnsAtOnceWhenBytesArrivedSinceThePop) {
+    WaitProbe probe;
+    SetClock(&probe);
     std::atomic<int> run{1};
     EXPECT_EQ(-1, Pop());
-    ASSERT_EQ(0, Push(kAck));
-    auto t0 = std::chrono::steady_clock::now();
     q.WaitForPush(60000, run);
-    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(5));
-    run = 0;
+    EXPECT_EQ(1, probe.waits);  // nothing new: it waits
+    ASSERT_EQ(0, Push(kAck));
+    q.WaitForPush(60000, run);
+    EXPECT_EQ(1, probe.waits);
     EXPECT_EQ(0, Pop());
+    run = 0;
     q.WaitForPush(60000, run);  // stopped: no wait either
-    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(10));
+    EXPECT_EQ(1, probe.waits);
+    SetClock(nullptr);
 }
 
 }  // namespace
