@@ -43,13 +43,14 @@ TEST_F(Session, RegisterWithoutAnswerFailsAfterTenSecondsAndCloses) {
     EXPECT_TRUE(peer.ReadRaw(2000).empty());  // the agent closed the connection
 }
 
-TEST_F(Session, RegisterRefusedConnectionFailsWithoutStatus) {
-    int port = peer.port();
+TEST_F(Session, RefusedRegisterWritesNoStatusAndLoginNeedsATarget) {
+    regist_port = peer.port();
     peer.CloseListener();
-    regist_port = port;
     EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
     EXPECT_TRUE(log.Contains("SocketInit error"));
     EXPECT_EQ("", Status());
+    EXPECT_EQ(-1, LoginStart());
+    EXPECT_TRUE(log.Contains("Login Server wrong !"));
 }
 
 TEST_F(Session, RegisterAskesTheSdkForMacAndSerialOnce) {
@@ -79,11 +80,6 @@ TEST_F(Session, EmptyPinOrKeyIsFatal) {
     gKeyText[0] = '\0';
     EXPECT_EQ(kPlugFatal, RegistSendMsg());
     EXPECT_TRUE(log.Contains("ERROR: KEY is empty, plese check your plug.conf!"));
-}
-
-TEST_F(Session, LoginWithoutServerIsRefused) {
-    EXPECT_EQ(-1, LoginStart());
-    EXPECT_TRUE(log.Contains("Login Server wrong !"));
 }
 
 TEST_F(Session, ReLoginWaitsFiveSecondsThenFails) {
