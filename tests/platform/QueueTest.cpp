@@ -52,44 +52,36 @@ TEST_F(QueueTest, FrameSplitOverPushesIsTakenOnceItsLastByteArrived) {
     EXPECT_EQ(0u, q.Held());
 }
 
-TEST_F(QueueTest, TwoFramesInOnePushComeOutInTwoPops) {
+// Pushes, with the bytes held after each and the frames each lets out. Junk goes as it comes,
+// except a last 0xCC or a magic that may start a frame.
+TEST_F(QueueTest, PushesHeldBytesAndFrames) {
+    struct Step {
+        Bytes push;
+        size_t held;
+        std::vector<int> types;
+    };
     Bytes both = DataFrame();
     both.insert(both.end(), kAck.begin(), kAck.end());
-    ASSERT_EQ(0, Push(both));
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(20, f->header.msgType);
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(2, f->header.msgType);
-    EXPECT_EQ(-1, Pop());
-}
-
-TEST_F(QueueTest, JunkIsDroppedAsItArrivesKeepingALastMagicByte) {
-    Bytes junk = {0x01, 0xDD, 0xCC, 0x02, 0xCC};
-    ASSERT_EQ(0, Push(junk));
-    EXPECT_EQ(-1, Pop());
-    EXPECT_EQ(1u, q.Held());  // only the last 0xCC may begin a magic
-    ASSERT_EQ(0, Push(kAck));
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(2, f->header.msgType);
-    EXPECT_EQ(0u, q.Held());
-}
-
-TEST_F(QueueTest, MagicInTheLastTwoBytesIsKeptAsAFrameStart) {
-    ASSERT_EQ(0, Push({0x00, 0x00, 0xCC, 0xDD}));
-    EXPECT_EQ(-1, Pop());
-    EXPECT_EQ(2u, q.Held());
-    ASSERT_EQ(0, Push({0x02, 0x00, 0x00, 0x00, 0x00}));
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(2, f->header.msgType);
-}
-
-TEST_F(QueueTest, FewerThanFourBytesOrAShortHeaderIsNoFrame) {
-    ASSERT_EQ(0, Push({0xCC, 0xDD, 0x02}));
-    EXPECT_EQ(-1, Pop());
-    ASSERT_EQ(0, Push({0x00, 0x00, 0x00}));
-    EXPECT_EQ(-1, Pop());
-    ASSERT_EQ(0, Push({0x00}));
-    EXPECT_EQ(0, Pop());
+    const struct {
+        const char* name;
+        std::vector<Step> steps;
+    } rows[] = {
+        {"two frames in one push", {{both, 32, {20, 2}}}},
+        {"junk, keeping a last magic byte", {{{0x01, 0xDD, 0xCC, 0x02, 0xCC}, 1, {}}, {kAck, 7, {2}}}},
+        {"magic in the last two bytes", {{{0x00, 0x00, 0xCC, 0xDD}, 2, {}}, {{2, 0, 0, 0, 0}, 7, {2}}}},
+        {"short header", {{{0xCC, 0xDD, 0x02}, 3, {}}, {{0, 0, 0}, 6, {}}, {{0}, 7, {2}}}},
+    };
+    for (const auto& r : rows) {
+        for (const Step& st : r.steps) {
+            ASSERT_EQ(0, Push(st.push)) << r.name;
+            EXPECT_EQ(st.held, q.Held()) << r.name;
+            std::vector<int> types;
+            while (Pop() == 0)
+                types.push_back(f->header.msgType);
+            EXPECT_EQ(st.types, types) << r.name;
+        }
+        EXPECT_EQ(0u, q.Held()) << r.name;
+    }
 }
 
 TEST_F(QueueTest, First16IsLeftAloneForAFrameWithoutDataBlock) {
