@@ -1,29 +1,8 @@
 #include "AgentHarness.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <sstream>
 
 namespace e2e {
-
-RefusingPort::RefusingPort(const char* addr, int port) {
-    fd_ = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in sa{};
-    sa.sin_family = AF_INET;
-    sa.sin_port = htons(static_cast<uint16_t>(port));
-    inet_pton(AF_INET, addr, &sa.sin_addr);
-    ok_ = fd_ >= 0 && bind(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0;
-    socklen_t len = sizeof sa;
-    getsockname(fd_, reinterpret_cast<sockaddr*>(&sa), &len);
-    port_ = ntohs(sa.sin_port);
-}
-
-RefusingPort::~RefusingPort() {
-    if (fd_ >= 0) close(fd_);
-}
 
 AgentRun::~AgentRun() {
     if (child_) child_->Kill();

@@ -18,22 +18,6 @@ constexpr const char* kKey = "e2e-key-0123456";
 constexpr const char* kPin = "PIN123456789";  // 12 characters: all of it goes into the frames
 constexpr const char* kSdkSerial = "HR4G22120700318";  // serial number of the SDK default state
 
-// A loopback port that refuses connections: bound but not listening.
-class RefusingPort {
-public:
-    explicit RefusingPort(const char* addr = "127.0.0.1", int port = 0);
-    ~RefusingPort();
-    RefusingPort(const RefusingPort&) = delete;
-    RefusingPort& operator=(const RefusingPort&) = delete;
-    bool ok() const { return ok_; }
-    int port() const { return port_; }
-
-private:
-    int fd_ = -1;
-    bool ok_ = false;
-    int port_ = 0;
-};
-
 // Real milliseconds for `agentSeconds` of agent time at `scale`.
 inline int RealMs(double agentSeconds, double scale) {
     return static_cast<int>(agentSeconds * 1000.0 / scale);

@@ -2,6 +2,10 @@
 // wire, the status file, heartbeats on the agent's clock, and the exits with their status codes.
 // Frame layouts, re-login and the supervision rules are proven in-process by the platform and
 // core tests.
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "AgentHarness.h"
 #include "core/ByteOrder.h"
 
@@ -86,14 +90,22 @@ TEST(SessionE2e, ForcedDisconnectExitsWithStatus005) {
 }
 
 TEST(SessionE2e, NothingListensTwelveFailedCyclesExitWith102) {
-    RefusingPort refusing;
-    ASSERT_TRUE(refusing.ok());
+    // A loopback port that refuses connections: bound, not listening.
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in sa{};
+    sa.sin_family = AF_INET;
+    sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof sa;
+    ASSERT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa));
+    getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len);
     AgentConfig cfg;
-    cfg.port = refusing.port() >= 2048 ? refusing.port() : 6039;
+    cfg.port = ntohs(sa.sin_port) >= 2048 ? ntohs(sa.sin_port) : 6039;
     AgentRun agent;
     agent.Start(cfg);
     int status = -1;
-    ASSERT_TRUE(agent.WaitExit(60000, &status)) << agent.Log();
+    bool exited = agent.WaitExit(60000, &status);
+    close(fd);
+    ASSERT_TRUE(exited) << agent.Log();
     EXPECT_EQ(status, 255);
     EXPECT_EQ(agent.Status(), "102\n");
     EXPECT_EQ(agent.CountLog("RegisterStart error."), 11u);
