@@ -66,7 +66,6 @@ protected:
         int type = -1;
         int code = -1;
         Bytes body;
-        bool checksumOk = false;
     };
     Reply Next() {
         DecodedFrame f;
@@ -75,7 +74,6 @@ protected:
         r.type = f.header.msgType;
         r.code = f.opt.size() == 2 ? GetLe16(f.opt.data()) : -1;
         r.body = f.body;
-        r.checksumOk = f.checksumOk;
         return r;
     }
     // Data of a reply with MAC (from body offset 11) or without (from 5).
@@ -220,6 +218,7 @@ TEST_F(Dispatch, ReplyRules) {
         }
     }
     std::lock_guard<std::mutex> g(gSeenMu);
+    EXPECT_EQ(9, gSeenType);
     EXPECT_EQ(std::string(1018, 'y'), gSeenText);
     EXPECT_TRUE(log.Contains("length field 200 exceeds the 10 received body bytes"));
     EXPECT_TRUE(log.Contains("MsgType 20: padding of 32 bytes exceeds the 16-byte body"));
