@@ -16,24 +16,7 @@ namespace e2e {
 
 constexpr const char* kKey = "e2e-key-0123456";
 constexpr const char* kPin = "PIN123456789";  // 12 characters: all of it goes into the frames
-constexpr const char* kMacArg = "A1B2C3D4E5F6";
 constexpr const char* kSdkSerial = "HR4G22120700318";  // serial number of the SDK default state
-
-// A loopback port that refuses connections: bound but not listening.
-class RefusingPort {
-public:
-    explicit RefusingPort(const char* addr = "127.0.0.1", int port = 0);
-    ~RefusingPort();
-    RefusingPort(const RefusingPort&) = delete;
-    RefusingPort& operator=(const RefusingPort&) = delete;
-    bool ok() const { return ok_; }
-    int port() const { return port_; }
-
-private:
-    int fd_ = -1;
-    bool ok_ = false;
-    int port_ = 0;
-};
 
 // Real milliseconds for `agentSeconds` of agent time at `scale`.
 inline int RealMs(double agentSeconds, double scale) {
@@ -54,13 +37,11 @@ public:
     AgentRun() = default;
     ~AgentRun();
     const testsupport::TempDir& dir() const { return dir_; }
-
-    // Writes plug.conf and the SDK state copy, and starts the agent with -d -f -m.
+    // Writes plug.conf and the SDK state copy, and starts the agent with [-d] -f -m.
     void Start(const AgentConfig& cfg);
     std::string Log() const;
     std::string Status() const;  // content of the status file, "" when absent
-    bool WaitStatus(const std::string& code, int timeoutMs) const;
-    bool WaitLog(const std::string& needle, int timeoutMs, size_t count = 1) const;
+    bool WaitLog(const std::string& needle, int timeoutMs) const;
     size_t CountLog(const std::string& needle) const;
     // Waits for the agent's end: true with its exit status.
     bool WaitExit(int timeoutMs, int* status);
@@ -80,16 +61,5 @@ AgentConfig ConfigFor(const psim::PlatformSim& sim, double scale);
 
 // Waits for the agent to be logged in: a login answer sent and the first heartbeat received.
 bool WaitLoggedIn(const psim::PlatformSim& sim, int timeoutMs);
-
-// A platform reply frame (type 25 or 26): its result code and, when present, its data.
-struct Reply {
-    uint8_t msgType = 0;
-    uint16_t code = 0;
-    uint8_t dataType = 0;
-    std::vector<uint8_t> data;
-};
-// Parses a reply frame event (type 25 or 26). False for other frames.
-bool ParseReply(const psim::SimEvent& e, Reply* r);
-size_t EventCount(const psim::PlatformSim& sim);
 
 }  // namespace e2e

@@ -1,6 +1,7 @@
-// Function calls end to end: the platform simulator sends them from readable arguments, the
-// agent answers from the simulated router or from the companion, the simulator prints the
-// answers decoded field by field.
+// Function calls through the agent binary's wiring: the platform simulator sends them from
+// readable arguments and prints the answers decoded; the agent answers from the simulated
+// router, from the companion, or from a real ping of 127.0.0.1. Each function's rows are proven
+// by the functions tests.
 #include <atomic>
 #include <cstdio>
 #include <thread>
@@ -12,8 +13,7 @@
 namespace e2e {
 namespace {
 
-constexpr double kScale = 10;
-constexpr int kWaitMs = 10000;
+constexpr int kWaitMs = 20000;
 
 class FunctionCalls : public ::testing::Test {
 protected:
@@ -22,41 +22,16 @@ protected:
         s.interval = 20;
         s.decode = 1;
         sim = StartSim(s);
-        agent.Start(ConfigFor(*sim, kScale));
-        ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
+        agent.Start(ConfigFor(*sim, 10));
+        ASSERT_TRUE(WaitLoggedIn(*sim, kWaitMs)) << agent.Log();
     }
-    void TearDown() override {
-        companionRun = 0;
-        if (companionThread.joinable()) companionThread.join();
-        if (companionOut) fclose(companionOut);
-    }
-
-    bool Run(const std::string& line) {
-        return psim::RunCommand(*sim, line, [] {});
-    }
-    bool WaitPrinted(const std::string& text) {
+    bool Run(const std::string& line) { return psim::RunCommand(*sim, line, [] {}); }
+    bool WaitPrinted(const std::string& text, int ms = kWaitMs) {
         return testsupport::WaitUntil([&] { return sim->Count(text) > 0; },
-                                      std::chrono::milliseconds(kWaitMs));
+                                      std::chrono::milliseconds(ms));
     }
-
-    // A companion on the agent's socket, answering the mesh switch with `mesh`.
-    void StartCompanion(int mesh) {
-        companionOut = fopen(agent.dir().File("companion.out").c_str(), "w");
-        ASSERT_NE(nullptr, companionOut);
-        companion = std::make_unique<companionsim::CompanionSim>(companionOut);
-        ASSERT_EQ(0, companion->Control("set mesh " + std::to_string(mesh)));
-        ASSERT_EQ(0, companion->Connect(agent.dir().File("CommServer")));
-        companionRun = 1;
-        companionThread = std::thread([this] { companion->Run(companionRun); });
-        ASSERT_TRUE(agent.WaitLog("create a instance...", kWaitMs)) << agent.Log();
-    }
-
     std::unique_ptr<psim::PlatformSim> sim;
     AgentRun agent;
-    FILE* companionOut = nullptr;
-    std::unique_ptr<companionsim::CompanionSim> companion;
-    std::atomic<int> companionRun{0};
-    std::thread companionThread;
 };
 
 TEST_F(FunctionCalls, SettingReachesTheRouterAndIsReadBackDecoded) {
@@ -71,25 +46,33 @@ TEST_F(FunctionCalls, SettingReachesTheRouterAndIsReadBackDecoded) {
     EXPECT_NE(std::string::npos, calls.find("set_dns 9.9.9.9 1.1.1.1\n")) << calls;
 }
 
-TEST_F(FunctionCalls, IdentityAnswerCarriesTheRouterMac) {
-    ASSERT_TRUE(Run("fn 2"));
-    ASSERT_TRUE(WaitPrinted("  answer: 301 bytes")) << agent.Log();
-    EXPECT_TRUE(WaitPrinted("A1:B2:C3:D4:E5:F6"));
-}
-
-TEST_F(FunctionCalls, UnsupportedFunctionAnswersCode7ThenParserError) {
-    ASSERT_TRUE(Run("fn 62"));
-    ASSERT_TRUE(WaitPrinted("  result: 7 (function not supported)")) << agent.Log();
-    EXPECT_TRUE(WaitPrinted("code=65535"));
-    EXPECT_TRUE(WaitPrinted("text=\"parser error\""));
-}
-
 TEST_F(FunctionCalls, MeshSwitchIsAnsweredByTheCompanion) {
-    StartCompanion(1);
-    ASSERT_TRUE(Run("fn 73"));
-    ASSERT_TRUE(WaitPrinted("  function: 73 (mesh switch)")) << agent.Log();
-    EXPECT_TRUE(WaitPrinted("  flag: 1"));
+    FILE* out = fopen(agent.dir().File("companion.out").c_str(), "w");
+    ASSERT_NE(nullptr, out);
+    companionsim::CompanionSim companion(out);
+    ASSERT_EQ(0, companion.Control("set mesh 1"));
+    ASSERT_EQ(0, companion.Connect(agent.dir().File("CommServer")));
+    std::atomic<int> run{1};
+    std::thread serve([&] { companion.Run(run); });
+    bool connected = agent.WaitLog("create a instance...", kWaitMs);
+    bool answered = connected && Run("fn 73") && WaitPrinted("  function: 73 (mesh switch)");
+    bool flag = answered && WaitPrinted("  flag: 1");
+    run = 0;
+    serve.join();
+    fclose(out);
+    EXPECT_TRUE(connected && answered && flag) << agent.Log();
     EXPECT_EQ(0u, sim->Count("  result: 1 "));
+}
+
+TEST_F(FunctionCalls, PingThroughFunctions8And9) {
+    ASSERT_TRUE(Run("fn 8 target=127.0.0.1 size=56 count=2"));
+    ASSERT_TRUE(WaitPrinted("function: 8 (start ping)"));
+    bool done = testsupport::WaitUntil(
+        [&] { return Run("fn 9") && WaitPrinted("2 packets transmitted, 2 received", 500); },
+        std::chrono::milliseconds(kWaitMs));
+    EXPECT_TRUE(done) << agent.Log();
+    EXPECT_EQ(sim->Count("icmp_seq"), 0u);  // the per-reply lines are left out
+    EXPECT_TRUE(agent.WaitLog("ping -s 56 -c 2 127.0.0.1", kWaitMs));
 }
 
 }  // namespace

@@ -43,14 +43,4 @@ TEST(SimTool, PortsFileFifoCommandsAndQuit) {
     EXPECT_NE(text.find("OK quit"), std::string::npos) << text;
 }
 
-TEST(SimTool, BadArgumentsAreRefused) {
-    testsupport::TempDir dir;
-    testsupport::Child sim({PLATFORMSIM_PATH, "--interval", "x"}, {}, dir.File("out"));
-    int status = -1;
-    ASSERT_TRUE(sim.Wait(std::chrono::seconds(10), &status));
-    EXPECT_EQ(status, 2);
-    EXPECT_NE(testsupport::ReadFile(dir.File("out")).find("bad value for interval: x"),
-              std::string::npos);
-}
-
 }  // namespace

@@ -1,17 +1,9 @@
-// The platform receive path: bytes pushed to the receive queue, every frame it pops handed to
-// CBHandle with a function-call and a plug-in data handler installed. There is no socket, so
-// replies fail to send, which the handler must survive.
-//
-// Input: byte 0 even: the rest is pushed as it is, in two pieces split at byte 1.
-//        byte 0 odd: byte 1 is the message type, byte 2 a damage offset (0xFF: none), byte 3
-//        the value XORed in there, the rest the plain body; the frame is built with the key,
-//        damaged and pushed, so the checksum and padding paths are reached with valid magic.
-#include <cstdint>
-#include <cstring>
-#include <memory>
+// The platform receive queue and CBHandle, with both handlers installed and no socket (replies
+// fail to send). Byte 0 even: the rest pushed in two pieces split at byte 1. Odd: a frame built
+// with the key (type byte 1, body from byte 4), byte 3 XORed in at offset byte 2 (0xFF: none).
 #include <vector>
 
-#include "core/Log.h"
+#include "FuzzCommon.h"
 #include "platform/Dispatch.h"
 #include "platform/Frame.h"
 #include "platform/PlatformLink.h"
@@ -20,8 +12,6 @@
 #include "platform/TcpQueue.h"
 
 namespace {
-
-constexpr const char* kKey = "plugkey";
 
 int FunctionCall(const uint8_t* req, size_t reqLen, uint8_t* ans, size_t* ansLen) {
     // Reads every received byte (ASan checks the bounds) and answers with some of them.
@@ -37,9 +27,8 @@ int PlugData(uint8_t dataType, const char* data, size_t len) {
 }
 
 void Init() {
-    SetLogMask(0);
     memset(gKeyText, 0, sizeof gKeyText);
-    memcpy(gKeyText, kKey, strlen(kKey));
+    memcpy(gKeyText, "plugkey", 7);
     SetFunctionCallHandler(FunctionCall);
     SetPlugDataHandler(PlugData);
 }
@@ -47,37 +36,29 @@ void Init() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static bool once = (Init(), true);
-    (void)once;
-    if (size < 1) return 0;
-    ResetServerContext();
-    ResetRecvQueue();
-    PlatformSession().LoginAnswer(20);
-    std::unique_ptr<uint8_t[]> in(new uint8_t[size]);
-    memcpy(in.get(), data, size);
-
-    RecvQueue& q = GetRecvQueue();
-    if ((in[0] & 1) == 0) {
-        size_t cut = size > 1 ? 1 + in[1] % size : 1;
-        if (cut > size) cut = size;
-        q.push(in.get() + 1, cut - 1);
-        q.push(in.get() + cut, size - cut);
-    } else if (size >= 4) {
-        std::vector<uint8_t> frame;
-        if (BuildFrame(gKeyText, in[1] & 31, 0, nullptr, 0, in.get() + 4, size - 4, &frame) == 0) {
+    return fuzz::Run(data, size, 1, Init, [](const uint8_t* in, size_t n) {
+        ResetServerContext();
+        ResetRecvQueue();
+        PlatformSession().LoginAnswer(20);
+        RecvQueue& q = GetRecvQueue();
+        if ((in[0] & 1) == 0) {
+            size_t cut = n > 1 ? 1 + in[1] % n : 1;
+            q.push(in + 1, cut - 1);
+            q.push(in + cut, n - cut);
+        } else if (n >= 4) {
+            std::vector<uint8_t> frame;
+            if (BuildFrame(gKeyText, in[1] & 31, 0, nullptr, 0, in + 4, n - 4, &frame) != 0) return;
             if (in[2] != 0xFF && in[2] < frame.size()) frame[in[2]] ^= in[3];
-            std::unique_ptr<uint8_t[]> f(new uint8_t[frame.size()]);
-            memcpy(f.get(), frame.data(), frame.size());
+            fuzz::Buf f = fuzz::Copy(frame.data(), frame.size());
             q.push(f.get(), frame.size());
         }
-    }
-    std::unique_ptr<QueuedFrame> fr(new QueuedFrame);
-    for (int i = 0; i < 64; ++i) {
-        int16_t first16 = 0;
-        int r = q.pop(fr.get(), &first16);
-        if (r == -1) break;
-        if (r != 0) continue;
-        if (!HandleOnReceipt(fr->header, first16)) CBHandle(fr->header, fr->opt, fr->data, first16);
-    }
-    return 0;
+        std::unique_ptr<QueuedFrame> fr(new QueuedFrame);
+        for (int i = 0; i < 64; ++i) {
+            int16_t first16 = 0;
+            int r = q.pop(fr.get(), &first16);
+            if (r == -1) break;
+            if (r == 0 && !HandleOnReceipt(fr->header, first16))
+                CBHandle(fr->header, fr->opt, fr->data, first16);
+        }
+    });
 }

@@ -1,7 +1,11 @@
-// Frame codec against byte vectors written by hand from the frame layout.
+// The frame codec and its cipher against byte vectors written by hand from the frame layout
+// (header CC DD, Type = MsgType | flag << 5, OptLen, Checksum, DataLen little-endian) and
+// ciphertexts made with the OpenSSL command-line tool. The same vectors run against whichever
+// crypto back end the build selected.
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "platform/Crypto.h"
@@ -11,77 +15,98 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-struct KeyBuf {
+struct KeyBuf {  // KEY text "plugkey" in its zero-filled 32-byte buffer
     char text[32] = {0};
     KeyBuf() { memcpy(text, "plugkey", 7); }
 };
 
-TEST(Frame, HeartbeatAtTime01020304) {
-    KeyBuf key;
-    const uint8_t opt[4] = {0x04, 0x03, 0x02, 0x01};
-    Bytes f;
-    ASSERT_EQ(0, BuildFrame(key.text, 1, 1, opt, 4, nullptr, 0, &f));
-    const Bytes want = {0xCC, 0xDD, 0x21, 0x04, 0x0A, 0x00, 0x00, 0x04, 0x03, 0x02, 0x01};
-    EXPECT_EQ(want, f);
-}
+// openssl enc -aes-128-cbc -nopad -K 706c75676b6579000000000000000000 -iv 0..0 over the padded
+// plain bytes: 00..0F (a whole padding block follows) and "hello" (11 x 0x0B).
+const Bytes kCipher16 = {0x19, 0xcb, 0x54, 0x8a, 0xf4, 0x97, 0xc7, 0xaa, 0xfd, 0xdc, 0xdd,
+                         0x30, 0x15, 0x44, 0x25, 0x94, 0x5a, 0xb5, 0xd8, 0x0e, 0x3e, 0x85,
+                         0xfc, 0x72, 0x6d, 0x78, 0x33, 0x48, 0x36, 0x3f, 0x11, 0x18};
+const Bytes kCipherHello = {0x53, 0x14, 0x9f, 0xe9, 0xc5, 0x01, 0xf7, 0xb5,
+                            0xf8, 0x75, 0x09, 0x28, 0x40, 0xab, 0x4f, 0xc8};
 
-TEST(Frame, EmptyReplyWithCode11IsNineBytes) {
-    KeyBuf key;
-    const uint8_t code[2] = {0x0B, 0x00};
-    Bytes f;
-    ASSERT_EQ(0, BuildFrame(key.text, 25, 0, code, 2, nullptr, 0, &f));
-    const Bytes want = {0xCC, 0xDD, 0x19, 0x02, 0x0B, 0x00, 0x00, 0x0B, 0x00};
-    EXPECT_EQ(want, f);
-}
-
-TEST(Frame, BodiesEncryptToWholeBlocks) {
-    KeyBuf key;
+TEST(Encode, FramesByHand) {
+    // Register frame: PIN "12345678" after 3 zero bytes; body 00 00 02 'A' 'B', MAC 00..55 and
+    // 32 zero bytes = 43 bytes -> 48. Checksum: 0x30 + 420 (PIN) + 388 (body) = 0x358 -> 0x58.
+    const Bytes regOpt = {0, 0, 0, '1', '2', '3', '4', '5', '6', '7', '8', 0, 0, 0, 0};
+    Bytes regBody = {0, 0, 2, 'A', 'B', 0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+    regBody.resize(43, 0);
     struct {
-        size_t plain, dataLen;
-    } rows[] = {{16, 32}, {25, 32}, {53, 64}, {1, 16}};
-    for (auto r : rows) {
-        Bytes body(r.plain, 0x5A);
-        Bytes f;
-        ASSERT_EQ(0, BuildFrame(key.text, 17, 1, nullptr, 0, body.data(), body.size(), &f));
-        ASSERT_EQ(7 + r.dataLen, f.size());
-        EXPECT_EQ(r.dataLen & 0xFF, f[5]);
-        EXPECT_EQ(r.dataLen >> 8, f[6]);
-    }
-}
-
-TEST(Frame, ChecksumSumsDataLenBytesOptionAndPlainBody) {
-    // DataLen 0x0130 -> 0x30 + 0x01; option 0xFF 0x02; body 0x10 0x20.
-    const uint8_t opt[2] = {0xFF, 0x02};
-    const uint8_t body[2] = {0x10, 0x20};
-    EXPECT_EQ(0x62, FrameChecksum(0x0130, opt, 2, body, 2));
-    EXPECT_EQ(0x00, FrameChecksum(0, nullptr, 0, nullptr, 0));
-}
-
-// Register frame: PIN "12345678", SN "AB", MAC 00 11 22 33 44 55. Option block: 3 zero bytes
-// and the first 12 PIN bytes; body 00 00 02 'A' 'B' MAC and 32 zero bytes = 43 bytes -> 48.
-// Checksum: 0x30 + (0x31..0x38 = 420) + (2 + 0x41 + 0x42 + 255 = 388) = 856 = 0x358 -> 0x58.
-TEST(Frame, RegisterFrameLayout) {
+        const char* name;
+        uint8_t type, flag;
+        Bytes opt, body;
+        Bytes head;  // the first bytes of the frame
+        size_t size;
+    } rows[] = {
+        {"heartbeat at 0x01020304", 1, 1, {4, 3, 2, 1}, {},
+         {0xCC, 0xDD, 0x21, 0x04, 0x0A, 0x00, 0x00, 0x04, 0x03, 0x02, 0x01}, 11},
+        {"empty reply, code 11", 25, 0, {0x0B, 0x00}, {},
+         {0xCC, 0xDD, 0x19, 0x02, 0x0B, 0x00, 0x00, 0x0B, 0x00}, 9},
+        {"register", 9, 1, regOpt, regBody, {0xCC, 0xDD, 0x29, 0x0F, 0x58, 0x30, 0x00}, 7 + 15 + 48},
+        // Bodies pad to whole blocks, a full one after a multiple of 16: DataLen in bytes 5-6.
+        {"1 byte", 17, 1, {}, Bytes(1, 0x5A), {0xCC, 0xDD, 0x31, 0, 0x6A, 0x10, 0x00}, 7 + 16},
+        {"16 bytes", 17, 0, {}, Bytes(16, 1), {0xCC, 0xDD, 0x11, 0, 0x30, 0x20, 0x00}, 7 + 32},
+        {"53 bytes", 17, 0, {}, Bytes(53, 0), {0xCC, 0xDD, 0x11, 0, 0x40, 0x40, 0x00}, 7 + 64},
+        {"8111 bytes", 17, 0, {}, Bytes(8111, 0), {0xCC, 0xDD, 0x11, 0, 0xCF, 0xB0, 0x1F}, 7 + 8112},
+    };
     KeyBuf key;
-    const uint8_t opt[15] = {0, 0, 0, '1', '2', '3', '4', '5', '6', '7', '8', 0, 0, 0, 0};
-    Bytes body(43, 0);
-    body[2] = 2;
-    body[3] = 'A';
-    body[4] = 'B';
-    const uint8_t mac[6] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
-    memcpy(&body[5], mac, 6);
+    for (const auto& r : rows) {
+        Bytes f;
+        ASSERT_EQ(0, BuildFrame(key.text, r.type, r.flag, r.opt.data(), r.opt.size(),
+                                r.body.data(), r.body.size(), &f))
+            << r.name;
+        ASSERT_EQ(r.size, f.size()) << r.name;
+        EXPECT_EQ(r.head, Bytes(f.begin(), f.begin() + static_cast<long>(r.head.size()))) << r.name;
+        EXPECT_EQ(r.opt, Bytes(f.begin() + 7, f.begin() + 7 + static_cast<long>(r.opt.size())));
+        DecodedFrame d;
+        ASSERT_EQ(static_cast<long>(f.size()), DecodeFrame(key.text, f.data(), f.size(), &d));
+        EXPECT_TRUE(d.checksumOk) << r.name;
+        EXPECT_EQ(r.body, d.body) << r.name;
+    }
     Bytes f;
-    ASSERT_EQ(0, BuildFrame(key.text, 9, 1, opt, 15, body.data(), body.size(), &f));
-    const Bytes head = {0xCC, 0xDD, 0x29, 0x0F, 0x58, 0x30, 0x00};
-    EXPECT_EQ(head, Bytes(f.begin(), f.begin() + 7));
-    EXPECT_EQ(Bytes(opt, opt + 15), Bytes(f.begin() + 7, f.begin() + 22));
-    ASSERT_EQ(7u + 15 + 48, f.size());
-    DecodedFrame d;
-    ASSERT_EQ(static_cast<long>(f.size()), DecodeFrame(key.text, f.data(), f.size(), &d));
-    EXPECT_TRUE(d.checksumOk);
-    EXPECT_EQ(body, d.body);
+    EXPECT_EQ(-1, BuildFrame(key.text, 25, 0, Bytes(256, 1).data(), 256, nullptr, 0, &f));
 }
 
-TEST(Frame, ParseHeaderChecksBoundsAndMagic) {
+TEST(Encode, CipherMatchesTheCommandLineTool) {
+    KeyBuf key;
+    KeyBuf longKey;  // only the first 16 bytes of the buffer are the key
+    memcpy(longKey.text + 16, "ignored-tail", 12);
+    const Bytes plain16 = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+    const Bytes hello = {'h', 'e', 'l', 'l', 'o'};
+    for (const char* k : {key.text, longKey.text}) {
+        for (const auto& r : {std::make_pair(plain16, kCipher16), std::make_pair(hello, kCipherHello)}) {
+            Bytes out(32, 0);
+            size_t outLen = 0;
+            ASSERT_EQ(0, aes_encrypt(k, r.first.data(), out.data(), r.first.size(), &outLen));
+            out.resize(outLen);
+            EXPECT_EQ(r.second, out) << r.first.size();
+        }
+    }
+    uint8_t buf[32];
+    size_t n = 0;
+    EXPECT_EQ(-1, aes_encrypt(key.text, nullptr, buf, 1, &n));
+    EXPECT_EQ(-1, aes_decrypt(nullptr, buf, buf, 16, &n));
+}
+
+TEST(Decode, CipherKeepsPaddingWholeBlocksOnlyAndZeroFillsTheSpareBlock) {
+    KeyBuf key;
+    uint8_t out[48];
+    memset(out, 0xAA, sizeof out);
+    size_t outLen = 0;
+    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 32, &outLen));
+    EXPECT_EQ(32u, outLen);
+    for (int i = 0; i < 48; ++i)
+        EXPECT_EQ(i < 16 ? i : i < 32 ? 0x10 : 0, out[i]) << i;
+    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 20, &outLen));  // one block of 20
+    EXPECT_EQ(16u, outLen);
+    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 7, &outLen));
+    EXPECT_EQ(0u, outLen);
+}
+
+TEST(Decode, HeaderPaddingAndWholeFrame) {
     FrameHeader h;
     const uint8_t good[7] = {0xCC, 0xDD, 0x34, 0x02, 0x99, 0x10, 0x01};
     ASSERT_EQ(0, ParseFrameHeader(good, 7, &h));
@@ -90,33 +115,19 @@ TEST(Frame, ParseHeaderChecksBoundsAndMagic) {
     EXPECT_EQ(2, h.optLen);
     EXPECT_EQ(0x99, h.checksum);
     EXPECT_EQ(0x0110, h.dataLen);
-    EXPECT_EQ(-1, ParseFrameHeader(good, 6, &h));
     const uint8_t swapped[7] = {0xDD, 0xCC, 0x34, 0, 0, 0, 0};
+    EXPECT_EQ(-1, ParseFrameHeader(good, 6, &h));
     EXPECT_EQ(-1, ParseFrameHeader(swapped, 7, &h));
-    EXPECT_EQ(-1, ParseFrameHeader(nullptr, 7, &h));
-}
-
-TEST(Frame, BuildRefusesOversizeOptionBlock) {
-    KeyBuf key;
-    Bytes opt(256, 1);
-    Bytes f;
-    EXPECT_EQ(-1, BuildFrame(key.text, 25, 0, opt.data(), opt.size(), nullptr, 0, &f));
-}
-
-TEST(Frame, DropPaddingRefusesPaddingLongerThanTheBlock) {
-    size_t n = 0;
-    const uint8_t ok[4] = {1, 2, 2, 2};
-    EXPECT_EQ(0, DropPadding(ok, 4, &n));
-    EXPECT_EQ(2u, n);
-    const uint8_t all[2] = {2, 2};
-    EXPECT_EQ(0, DropPadding(all, 2, &n));
-    EXPECT_EQ(0u, n);
-    const uint8_t bad[2] = {0, 3};
-    EXPECT_EQ(-1, DropPadding(bad, 2, &n));
-    EXPECT_EQ(-1, DropPadding(bad, 0, &n));
-}
-
-TEST(Frame, DecodeNeedsTheWholeFrame) {
+    struct {
+        Bytes block;
+        int result;
+        size_t bodyLen;
+    } pads[] = {{{1, 2, 2, 2}, 0, 2}, {{2, 2}, 0, 0}, {{0, 3}, -1, 0}, {{}, -1, 0}};
+    for (const auto& p : pads) {
+        size_t n = 0;
+        EXPECT_EQ(p.result, DropPadding(p.block.data(), p.block.size(), &n));
+        EXPECT_EQ(p.bodyLen, n);
+    }
     KeyBuf key;
     const uint8_t body[5] = {0, 0, 7, 0, 0};
     Bytes f;
@@ -125,6 +136,18 @@ TEST(Frame, DecodeNeedsTheWholeFrame) {
     for (size_t n = 0; n < f.size(); ++n)
         EXPECT_EQ(0, DecodeFrame(key.text, f.data(), n, &d)) << n;
     EXPECT_EQ(-1, DecodeFrame(key.text, f.data() + 1, f.size() - 1, &d));
+}
+
+TEST(Md5, HexIsLowerCaseInOneShotAndInPieces) {
+    char hex[kMd5HexSize];
+    ASSERT_EQ(0, Md5Hex("", 0, hex));
+    EXPECT_STREQ("d41d8cd98f00b204e9800998ecf8427e", hex);
+    Md5Stream s;
+    ASSERT_EQ(0, s.Update("a", 1));
+    ASSERT_EQ(0, s.Update("bc", 2));
+    ASSERT_EQ(0, s.FinalHex(hex));
+    EXPECT_STREQ("900150983cd24fb0d6963f7d28e17f72", hex);
+    EXPECT_EQ(-1, s.FinalHex(hex));  // final once
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 // Cutting frames out of the receive queue, without a socket.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 #include "TestSupport.h"
+#include "core/Clock.h"
 #include "platform/TcpQueue.h"
 
 namespace {
@@ -50,44 +52,36 @@ TEST_F(QueueTest, FrameSplitOverPushesIsTakenOnceItsLastByteArrived) {
     EXPECT_EQ(0u, q.Held());
 }
 
-TEST_F(QueueTest, TwoFramesInOnePushComeOutInTwoPops) {
+// Pushes, with the bytes held after each and the frames each lets out. Junk goes as it comes,
+// except a last 0xCC or a magic that may start a frame.
+TEST_F(QueueTest, PushesHeldBytesAndFrames) {
+    struct Step {
+        Bytes push;
+        size_t held;
+        std::vector<int> types;
+    };
     Bytes both = DataFrame();
     both.insert(both.end(), kAck.begin(), kAck.end());
-    ASSERT_EQ(0, Push(both));
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(20, f->header.msgType);
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(2, f->header.msgType);
-    EXPECT_EQ(-1, Pop());
-}
-
-TEST_F(QueueTest, JunkIsDroppedAsItArrivesKeepingALastMagicByte) {
-    Bytes junk = {0x01, 0xDD, 0xCC, 0x02, 0xCC};
-    ASSERT_EQ(0, Push(junk));
-    EXPECT_EQ(-1, Pop());
-    EXPECT_EQ(1u, q.Held());  // only the last 0xCC may begin a magic
-    ASSERT_EQ(0, Push(kAck));
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(2, f->header.msgType);
-    EXPECT_EQ(0u, q.Held());
-}
-
-TEST_F(QueueTest, MagicInTheLastTwoBytesIsKeptAsAFrameStart) {
-    ASSERT_EQ(0, Push({0x00, 0x00, 0xCC, 0xDD}));
-    EXPECT_EQ(-1, Pop());
-    EXPECT_EQ(2u, q.Held());
-    ASSERT_EQ(0, Push({0x02, 0x00, 0x00, 0x00, 0x00}));
-    ASSERT_EQ(0, Pop());
-    EXPECT_EQ(2, f->header.msgType);
-}
-
-TEST_F(QueueTest, FewerThanFourBytesOrAShortHeaderIsNoFrame) {
-    ASSERT_EQ(0, Push({0xCC, 0xDD, 0x02}));
-    EXPECT_EQ(-1, Pop());
-    ASSERT_EQ(0, Push({0x00, 0x00, 0x00}));
-    EXPECT_EQ(-1, Pop());
-    ASSERT_EQ(0, Push({0x00}));
-    EXPECT_EQ(0, Pop());
+    const struct {
+        const char* name;
+        std::vector<Step> steps;
+    } rows[] = {
+        {"two frames in one push", {{both, 32, {20, 2}}}},
+        {"junk, keeping a last magic byte", {{{0x01, 0xDD, 0xCC, 0x02, 0xCC}, 1, {}}, {kAck, 7, {2}}}},
+        {"magic in the last two bytes", {{{0x00, 0x00, 0xCC, 0xDD}, 2, {}}, {{2, 0, 0, 0, 0}, 7, {2}}}},
+        {"short header", {{{0xCC, 0xDD, 0x02}, 3, {}}, {{0, 0, 0}, 6, {}}, {{0}, 7, {2}}}},
+    };
+    for (const auto& r : rows) {
+        for (const Step& st : r.steps) {
+            ASSERT_EQ(0, Push(st.push)) << r.name;
+            EXPECT_EQ(st.held, q.Held()) << r.name;
+            std::vector<int> types;
+            while (Pop() == 0)
+                types.push_back(f->header.msgType);
+            EXPECT_EQ(st.types, types) << r.name;
+        }
+        EXPECT_EQ(0u, q.Held()) << r.name;
+    }
 }
 
 TEST_F(QueueTest, First16IsLeftAloneForAFrameWithoutDataBlock) {
@@ -105,13 +99,7 @@ TEST_F(QueueTest, First16IsLeftAloneForAFrameWithoutDataBlock) {
 TEST_F(QueueTest, BadInputNeverHidesTheNextFrame) {
     const size_t over = limits::kRespDataBufSize + 1;
     Bytes bodyless = {0xCC, 0xDD, 0x14, 0xFF, 0x00, 0xFF, 0xFF};
-    Bytes overMagic = {0xCC,
-                       0xDD,
-                       0x14,
-                       0x00,
-                       0x00,
-                       static_cast<uint8_t>(over & 0xFF),
-                       static_cast<uint8_t>(over >> 8)};
+    Bytes overMagic = {0xCC, 0xDD, 0x14, 0x00, 0x00, uint8_t(over & 0xFF), uint8_t(over >> 8)};
     overMagic.resize(overMagic.size() + over, 0xCC);  // full of magic bytes, to tempt a resync
     struct Case {
         const char* name;
@@ -156,13 +144,7 @@ TEST_F(QueueTest, FullQueueDropsTheOldestBytesAndKeepsTheNewFrame) {
 
 TEST_F(QueueTest, LargestAcceptedDataBlockIsCopiedWhole) {
     size_t dataLen = limits::kRespDataBufSize;
-    Bytes fr = {0xCC,
-                0xDD,
-                0x14,
-                0xFF,
-                0x00,
-                static_cast<uint8_t>(dataLen & 0xFF),
-                static_cast<uint8_t>(dataLen >> 8)};
+    Bytes fr = {0xCC, 0xDD, 0x14, 0xFF, 0x00, uint8_t(dataLen & 0xFF), uint8_t(dataLen >> 8)};
     fr.resize(fr.size() + 255, 0x11);
     fr.resize(fr.size() + dataLen, 0x22);
     ASSERT_EQ(0, Push(fr));
@@ -172,17 +154,33 @@ TEST_F(QueueTest, LargestAcceptedDataBlockIsCopiedWhole) {
     EXPECT_EQ(0x22, f->data[dataLen - 1]);
 }
 
+// A clock that reports whether a wait would have slept: the wait must not when bytes arrived
+// since the last pop or the run flag is down.
+struct WaitProbe : ScaledClock {
+    WaitProbe() : ScaledClock(1.0) {}
+    int waits = 0;
+    bool WaitFor(std::condition_variable&, std::unique_lock<std::mutex>&, int64_t,
+                 const std::function<bool()>& pred) override {
+        waits += !pred();
+        return true;
+    }
+};
+
 TEST_F(QueueTest, WaitForPushReturnsAtOnceWhenBytesArrivedSinceThePop) {
+    WaitProbe probe;
+    SetClock(&probe);
     std::atomic<int> run{1};
     EXPECT_EQ(-1, Pop());
-    ASSERT_EQ(0, Push(kAck));
-    auto t0 = std::chrono::steady_clock::now();
     q.WaitForPush(60000, run);
-    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(5));
-    run = 0;
+    EXPECT_EQ(1, probe.waits);  // nothing new: it waits
+    ASSERT_EQ(0, Push(kAck));
+    q.WaitForPush(60000, run);
+    EXPECT_EQ(1, probe.waits);
     EXPECT_EQ(0, Pop());
+    run = 0;
     q.WaitForPush(60000, run);  // stopped: no wait either
-    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(10));
+    EXPECT_EQ(1, probe.waits);
+    SetClock(nullptr);
 }
 
 }  // namespace
