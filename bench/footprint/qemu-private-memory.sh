@@ -5,17 +5,17 @@
 # mappings inside the guest address window. The guest base is fixed with -B, so every guest
 # page lies in one known 4-GiB range and qemu's own memory lies outside it.
 # usage: bench/footprint/qemu-private-memory.sh ARCH [seconds=20] [native build=build/release]
+#        [cross build=build/ARCH]
 # (needs build/ARCH from scripts/cross-test.sh ARCH, and platformsim + companionsim natively)
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-arch=$1 secs=${2:-20} native=${3:-build/release}
+arch=$1 secs=${2:-20} native=${3:-build/release} cross=${4:-build/$1}
 case "$arch" in
     mipsel) triplet=mipsel-linux-gnu qemu=qemu-mipsel ;;
     armhf) triplet=arm-linux-gnueabihf qemu=qemu-arm ;;
     s390x) triplet=s390x-linux-gnu qemu=qemu-s390x ;;
     *) echo "unknown ARCH $arch" >&2; exit 2 ;;
 esac
-cross=build/$arch
 dir=$(mktemp -d)
 pids=()
 cleanup() {
