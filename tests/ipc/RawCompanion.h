@@ -83,3 +83,10 @@ inline std::vector<uint8_t> CompanionFrame(uint16_t id, uint32_t seq,
     f.insert(f.end(), payload.begin(), payload.end());
     return f;
 }
+
+// `head` followed by the bytes of `tail` (a string or a byte vector).
+template <typename T>
+std::vector<uint8_t> Cat(std::vector<uint8_t> head, const T& tail) {
+    head.insert(head.end(), tail.begin(), tail.end());
+    return head;
+}
