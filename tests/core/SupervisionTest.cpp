@@ -316,9 +316,10 @@ TEST_F(Startup, WithoutDebugNotOneLineAfterTheOptions) {
 
 // A failing start-up step ends PlugMain right there, with its text and status.
 TEST_F(Startup, FailingStepEndsWithItsTextAndStatus) {
-    struct Row { int* result; const char *lastCall, *text, *status; } rows[] = {{&fake.resolveResult, "InitProtool", "Dns parse failed, exit!!!", "102\n"},
-                {&fake.commServerResult, "CommServerStart", "Comm server start error.", ""},
-                {&fake.subdevResult, "StartSubdev", "StartSubdev failed.", ""}};
+    struct Row { int* result; const char *lastCall, *text, *status; } rows[] = {
+        {&fake.resolveResult, "InitProtool", "Dns parse failed, exit!!!", "102\n"},
+        {&fake.commServerResult, "CommServerStart", "Comm server start error.", ""},
+        {&fake.subdevResult, "StartSubdev", "StartSubdev failed.", ""}};
     for (const Row& r : rows) {
         fake.calls.clear();
         log.Clear();
