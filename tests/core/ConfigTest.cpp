@@ -16,13 +16,8 @@ namespace {
 
 // getKeyValueStr's line rules. value nullptr: the output is left untouched.
 TEST(GetKeyValueStr, FollowsTheLineRules) {
-    struct Case {
-        const char* name;
-        std::string content;
-        const char* defaultStr;
-        int result;
-        const char* value;
-    } cases[] = {
+    struct Case { const char* name; std::string content; const char* defaultStr; int result;
+                  const char* value; } cases[] = {
         {"blanks_around_equals", "[Dev]\nPIN = 1234\n", nullptr, 0, "1234"},
         {"trailing_blank_cr_lf", "[Dev]\nPIN=1234 \r\n", nullptr, 0, "1234"},
         {"trailing_tabs", "[Dev]\nPIN=12\t34\t\t\n", nullptr, 0, "12\t34"},
@@ -38,9 +33,7 @@ TEST(GetKeyValueStr, FollowsTheLineRules) {
         {"empty_value_not_found", "[Dev]\nPIN=   \n", "d", 0, "d"},
         {"default_when_missing", "[Dev]\n", "6039", 0, "6039"},
         {"value_cut_to_buffer",
-         "[Dev]\nPIN="
-         "0123456789012345678901234567890123456789"
-         "012345678901234567890123456789\n",
+         "[Dev]\nPIN=0123456789012345678901234567890123456789012345678901234567890123456789\n",
          nullptr, 0, "012345678901234567890123456789012345678901234567890123456789012"},
         // An over-long line is read in pieces, without overflow.
         {"over_long_line", "[Dev]\n" + std::string(5000, 'a') + "\nPIN=42\n", nullptr, 0, "42"},

@@ -15,11 +15,7 @@ int Parse(std::vector<std::string> args) {
     l_config_file[0] = '\0';
     l_debug = 0;
     args.insert(args.begin(), "plugagent");
-    std::vector<char*> argv;
-    for (auto& a : args)
-        argv.push_back(&a[0]);
-    argv.push_back(nullptr);
-    return config_line_proc(static_cast<int>(args.size()), argv.data());
+    return config_line_proc(static_cast<int>(args.size()), testsupport::CStrings(args).data());
 }
 
 TEST(Options, DebugConfigMacAndTheirLimits) {
@@ -34,11 +30,7 @@ TEST(Options, DebugConfigMacAndTheirLimits) {
 }
 
 TEST(Options, ResultCodesAndErrorTexts) {
-    struct Row {
-        std::vector<std::string> args;
-        int ret;
-        const char* text;
-    } rows[] = {
+    struct Row { std::vector<std::string> args; int ret; const char* text; } rows[] = {
         {{"-m", "a1b2c3d4e5"}, -2, "Error: mac format must be \"aabbccddeeff\"."},
         {{"-f"}, -1, "Error: -f argument given but no file specified."},
         {{"-m"}, -2, ""},

@@ -134,12 +134,10 @@ protected:
 
 // One address per resolve result and mode; the twelfth failed cycle is fatal, without delay.
 TEST_F(Supervision, SingleAddressCyclesAndTwelfthFailureIsFatal) {
-    struct Row {
-        int resolve, mode;
-        const char *addr, *text;
-    } rows[] = {{1, 1, "10.0.0.1", "Only server1..."},
-                {2, 1, "10.0.0.2", "Only server2..."},
-                {0, 0, "10.0.0.1", "Test Mode!!!"}};
+    struct Row { int resolve, mode; const char *addr, *text; } rows[] = {
+        {1, 1, "10.0.0.1", "Only server1..."},
+        {2, 1, "10.0.0.2", "Only server2..."},
+        {0, 0, "10.0.0.1", "Test Mode!!!"}};
     for (const Row& r : rows) {
         fake = Fake();
         log.Clear();
@@ -202,13 +200,10 @@ TEST_F(Supervision, ScheduledActionsOncePerRegistrationNotAfterReLogin) {
 // weekly restart is due when the pass counter is above 302400 at a session end: it ends the
 // process without tearing down or writing a status.
 TEST_F(Supervision, SessionEndsAndWhatFollows) {
+    // okRegistration: which RegisterStart succeeds.
     struct Row {
-        const char* name;
-        size_t okRegistration;  // which RegisterStart succeeds
-        int heartbeat;
-        int64_t endAtMs;
-        size_t registers, relogins, deletes;
-        const char *text, *status;
+        const char* name; size_t okRegistration; int heartbeat; int64_t endAtMs;
+        size_t registers, relogins, deletes; const char *text, *status;
     } rows[] = {
         {"19 h", 1, 0, 19 * kHour, 1 + 12, 1, 1, "ReLogin...", "102\n"},
         {"20 h", 1, 0, 20 * kHour, 1 + 12, 0, 1, "Ready to Register ...", "102\n"},
@@ -273,11 +268,8 @@ class Startup : public Supervision {
 protected:
     int Main(std::vector<std::string> args) {
         args.insert(args.begin(), "plugagent");
-        std::vector<char*> argv;
-        for (auto& a : args)
-            argv.push_back(&a[0]);
-        argv.push_back(nullptr);
         clock.onSleep = [this](int64_t elapsed) { sleeps.push_back(elapsed); };
+        auto argv = testsupport::CStrings(args);
         return PlugMain(static_cast<int>(args.size()), argv.data(), FakeOps());
     }
     std::vector<int64_t> sleeps;  // virtual time at the end of each sleep
@@ -324,12 +316,10 @@ TEST_F(Startup, WithoutDebugNotOneLineAfterTheOptions) {
 
 // A failing start-up step ends PlugMain right there, with its text and status.
 TEST_F(Startup, FailingStepEndsWithItsTextAndStatus) {
-    struct Row {
-        int* result;
-        const char *lastCall, *text, *status;
-    } rows[] = {{&fake.resolveResult, "InitProtool", "Dns parse failed, exit!!!", "102\n"},
-                {&fake.commServerResult, "CommServerStart", "Comm server start error.", ""},
-                {&fake.subdevResult, "StartSubdev", "StartSubdev failed.", ""}};
+    struct Row { int* result; const char *lastCall, *text, *status; } rows[] = {
+        {&fake.resolveResult, "InitProtool", "Dns parse failed, exit!!!", "102\n"},
+        {&fake.commServerResult, "CommServerStart", "Comm server start error.", ""},
+        {&fake.subdevResult, "StartSubdev", "StartSubdev failed.", ""}};
     for (const Row& r : rows) {
         fake.calls.clear();
         log.Clear();

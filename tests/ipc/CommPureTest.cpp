@@ -31,14 +31,14 @@ Bytes Build(int id, uint32_t seq, const Bytes& payload, size_t len) {
     return out;
 }
 
+// Hands the answer of a configuration query (status byte, then the text) to its handler.
+void Conf(uint8_t status, const std::string& json) {
+    Bytes p = Cat({status}, json);
+    Comm_get_88Conf(p.data(), p.size());
+}
+
 TEST(CommBuildCmdTest, FramesWrittenByHand) {
-    struct Case {
-        int id;
-        uint32_t seq;
-        Bytes payload;
-        size_t len;
-        const char* frame;
-    } cases[] = {
+    struct Case { int id; uint32_t seq; Bytes payload; size_t len; const char* frame; } cases[] = {
         {73, 1, {}, 0, "5A5A 4900 01000000 01000000 6900 69"},
         {1, 7, {}, 0, "5A5A 0100 07000000 00000000 0000"},
         {76, 2, {3, 60}, 2, "5A5A 4C00 02000000 02000000 3F00 03 3C"},
@@ -50,14 +50,9 @@ TEST(CommBuildCmdTest, FramesWrittenByHand) {
 }
 
 TEST(CommBuildCmdTest, RefusedIdsAndTheirTexts) {
-    struct Case {
-        int id;
-        const char* text;
-    } cases[] = {{0, "Function CMD error."},
-                 {1001, "Function CMD error."},
-                 {40, "Error comm_subdev_report"},
-                 {6, "funcCMD error"},
-                 {87, "funcCMD error"}};
+    struct Case { int id; const char* text; } cases[] = {
+        {0, "Function CMD error."}, {1001, "Function CMD error."}, {40, "Error comm_subdev_report"},
+        {6, "funcCMD error"}, {87, "funcCMD error"}};
     for (const Case& c : cases) {
         LogCapture log;
         EXPECT_TRUE(Build(c.id, 1, {}, 0).empty()) << c.id;
@@ -84,10 +79,6 @@ TEST(CommBuildCmdTest, NoCompanionMeansEveryRequestFailsAtOnce) {
     EXPECT_FALSE(log.Contains("ERROR: request timeout!"));
 }
 
-Bytes Frame(uint16_t id, uint32_t seq, uint32_t lenField, uint16_t sum, const Bytes& payload) {
-    return CompanionFrame(id, seq, payload, lenField, sum);
-}
-
 TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
     std::atomic<uint32_t> rxSeq{0};
     Bytes slot(8196, 0);
@@ -97,27 +88,27 @@ TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
         return CommAcceptFrame(slot.data(), f.size(), slot.size(), rxSeq, &v);
     };
     LogCapture log;
-    EXPECT_EQ(accept(Frame(73, 1, 0, 0, {})), kCommBadLength);
+    EXPECT_EQ(accept(CompanionFrame(73, 1, {}, 0, 0)), kCommBadLength);
     EXPECT_TRUE(log.Contains("Receive length error, length is 14"));
-    EXPECT_EQ(accept(Frame(73, 1, 1, 0, {0})), kCommAccepted);
-    EXPECT_EQ(accept(Frame(73, 1, 1, 7, {7})), kCommBadSequence);
+    EXPECT_EQ(accept(CompanionFrame(73, 1, {0}, 1, 0)), kCommAccepted);
+    EXPECT_EQ(accept(CompanionFrame(73, 1, {7}, 1, 7)), kCommBadSequence);
     EXPECT_TRUE(log.Contains("Receive  sequence error."));
-    EXPECT_EQ(accept(Frame(73, 2, 1, 9, {7})), kCommBadChecksum);
+    EXPECT_EQ(accept(CompanionFrame(73, 2, {7}, 1, 9)), kCommBadChecksum);
     EXPECT_TRUE(log.Contains("Receive  checkSum error."));
     EXPECT_EQ(rxSeq.load(), 2u);  // used up by the frame that failed its checksum
-    EXPECT_EQ(accept(Frame(73, 1, 1, 7, {7})), kCommAccepted);
-    Bytes bad = Frame(73, 3, 1, 1, {1});
+    EXPECT_EQ(accept(CompanionFrame(73, 1, {7}, 1, 7)), kCommAccepted);
+    Bytes bad = CompanionFrame(73, 3, {1}, 1, 1);
     bad[1] = 0x5B;
     EXPECT_EQ(accept(bad), kCommBadHead);
     EXPECT_TRUE(log.Contains("Receive head error."));
     // The checksum runs over the frame's own length field, not the bytes received.
-    EXPECT_EQ(accept(Frame(73, 4, 1, 5, {5, 6, 7})), kCommAccepted);
-    EXPECT_EQ(accept(Frame(73, 5, 3, 5, {5, 6, 7})), kCommBadChecksum);
+    EXPECT_EQ(accept(CompanionFrame(73, 4, {5, 6, 7}, 1, 5)), kCommAccepted);
+    EXPECT_EQ(accept(CompanionFrame(73, 5, {5, 6, 7}, 3, 5)), kCommBadChecksum);
     // A length field past the slot is summed only over the slot's bytes.
     slot.assign(slot.size(), 0);
-    EXPECT_EQ(accept(Frame(73, 6, 0xFFFFFFFF, 1, {1})), kCommAccepted);
+    EXPECT_EQ(accept(CompanionFrame(73, 6, {1}, 0xFFFFFFFF, 1)), kCommAccepted);
     // Element sizes: 8100 bytes at most.
-    Bytes f = Frame(73, 9, 1, 0, {0});
+    Bytes f = CompanionFrame(73, 9, {0}, 1, 0);
     memcpy(slot.data(), f.data(), f.size());
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8100, slot.size(), rxSeq, nullptr), kCommAccepted);
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8101, slot.size(), rxSeq, nullptr), kCommBadLength);
@@ -216,16 +207,11 @@ TEST(FwResultTest, Texts) {
 // "HH:MM-HH:MM" to the seconds after midnight of its start (first) and end (second); the text
 // is cut at the dash in place.
 TEST(JumpTimeTest, SplitsAndRefuses) {
-    struct Case {
-        const char *text, *log;
-        long first, second;
-    } cases[] = {{"22:00-06:00", "", 79200, 21600},
-                 {"1:00-9:30", "", 3600, 34200},
-                 {"1:00-1:30", "jump time is little than 3600!", -1, 0},
-                 {"1:00", "jump time error!", -1, 0},
-                 {"1000-2000", "Time data error!!!", -1, 0},
-                 {"100-200", "Time data length error!!!", -1, 0},
-                 {"-", "jump time error!!!", -1, 0}};
+    struct Case { const char *text, *log; long first, second; } cases[] = {
+        {"22:00-06:00", "", 79200, 21600}, {"1:00-9:30", "", 3600, 34200},
+        {"1:00-1:30", "jump time is little than 3600!", -1, 0}, {"1:00", "jump time error!", -1, 0},
+        {"1000-2000", "Time data error!!!", -1, 0}, {"100-200", "Time data length error!!!", -1, 0},
+        {"-", "jump time error!!!", -1, 0}};
     for (const Case& c : cases) {
         LogCapture log;
         std::string text = c.text;
@@ -250,13 +236,8 @@ TEST(SpreadTest, DailyTimeAndCycleStartExtremeValuesIn64Bits) {
     EXPECT_EQ(CommMacVal(mac), 1193046);                                  // phase 46 of 1000
     const int64_t k = 1000000, m = 1700000000, intMin = -2147483647 - 1;  // midnights
     struct Case {
-        int64_t refer, serverDiff;
-        int i2, i3;
-        const char* jump;
-        int64_t now, midnight, macVal;
-        int rc;
-        const char* log;
-        double day, cycle;
+        int64_t refer, serverDiff; int i2, i3; const char* jump; int64_t now, midnight, macVal;
+        int rc; const char* log; double day, cycle;
     } cases[] = {
         // d = 86.4 s x 46; with a jump time: (3974 mod 57600) + 21600 after midnight.
         {1000, 5, 1440, 0, "", k + 100, k, 1193046, 0, "MacVal: 1193046", k + 5 + 3974.4, 0},
@@ -286,19 +267,10 @@ TEST(SpreadTest, DailyTimeAndCycleStartExtremeValuesIn64Bits) {
     }
     // The same through the configuration path: refused with a log line, nothing sent.
     LogCapture log;
-    std::string conf = "{\"referNum\":1000,\"interval2\":0,\"interval3\":1073741824}";
-    Bytes p{0};
-    p.insert(p.end(), conf.begin(), conf.end());
-    Comm_get_88Conf(p.data(), p.size());
+    Conf(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":1073741824}");
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("interval3 out of range: 1073741824"));
     EXPECT_FALSE(log.Contains("set auto report info"));
-}
-
-Bytes ConfPayload(uint8_t status, const std::string& json) {
-    Bytes p{status};
-    p.insert(p.end(), json.begin(), json.end());
-    return p;
 }
 
 // A 997 answer replaces the configuration; the function-89 report times stay.
@@ -308,23 +280,19 @@ TEST(AutoConfTest, Parses997AnswerAndKeepsTheFunction89Times) {
     ASSERT_EQ(CommCheck89(a, sizeof a, 5000), 0);
     ASSERT_EQ(CommCheck89(t2, 1, 5000), 0);
     ASSERT_EQ(CommCheck89(t3, 1, 5000), 0);
-    Bytes p = ConfPayload(0,
-                          "{\"referNum\":1000,\"serverDiff\":-7,\"interval1\":3,"
-                          "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
-    Comm_get_88Conf(p.data(), p.size());
+    Conf(0, "{\"referNum\":1000,\"serverDiff\":-7,\"interval1\":3,\"interval2\":1440,"
+            "\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
     EXPECT_EQ(referNum.load(), 1000);
     EXPECT_EQ(serverErr.load(), -7);
     EXPECT_EQ(intervalFlag1.load(), 3);
     EXPECT_EQ(intervalFlag2.load(), 1440);
     EXPECT_EQ(intervalFlag3.load(), 60);
     EXPECT_EQ(CommJumpTimeText(), "22:00-06:00");
-    Bytes shortJump = ConfPayload(0, "{\"referNum\":50,\"jumpTime\":\"2:00-6:0\"}");
-    Comm_get_88Conf(shortJump.data(), shortJump.size());
+    Conf(0, "{\"referNum\":50,\"jumpTime\":\"2:00-6:0\"}");
     EXPECT_EQ(referNum.load(), 50);
     EXPECT_EQ(intervalFlag2.load(), -1);
     EXPECT_EQ(CommJumpTimeText(), "");
-    Bytes refused = ConfPayload(1, "{\"referNum\":1000}");
-    Comm_get_88Conf(refused.data(), refused.size());
+    Conf(1, "{\"referNum\":1000}");
     EXPECT_EQ(referNum.load(), -1);
     EXPECT_EQ(serverErr.load(), 0);
     EXPECT_EQ(CommCheck89(b, sizeof b, 5003), -1);  // still 3 s after the last type 1
@@ -337,21 +305,17 @@ TEST(AutoConfTest, CalibrationGuardsAndJumpTimeCut) {
     LogCapture log;
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
-    Bytes closed = ConfPayload(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}");
-    Comm_get_88Conf(closed.data(), closed.size());
+    Conf(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}");
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("Function 89 closed, no need calibration!"));
-    Bytes none = ConfPayload(0, "{\"referNum\":1000}");
-    Comm_get_88Conf(none.data(), none.size());
+    Conf(0, "{\"referNum\":1000}");
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("Function 89 no config, no need calibration!"));
     // The jump time is cut in place by the first calibration: the second finds it broken.
     const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
     SetRouteMac(mac);
-    Bytes p = ConfPayload(0,
-                          "{\"referNum\":1000,\"serverDiff\":0,\"interval1\":0,"
-                          "\"interval2\":1440,\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
-    Comm_get_88Conf(p.data(), p.size());
+    Conf(0, "{\"referNum\":1000,\"serverDiff\":0,\"interval1\":0,\"interval2\":1440,"
+            "\"interval3\":60,\"jumpTime\":\"22:00-06:00\"}");
     log.Clear();
     ComF_send_calibration();  // no companion: the send fails, the jump time is cut all the same
     EXPECT_TRUE(log.Contains("ERROR: send set autoreport switch command failed!"));
@@ -364,10 +328,8 @@ TEST(AutoConfTest, CalibrationGuardsAndJumpTimeCut) {
 
 // 2^32 + 1000 and 2^32 + 1440 would become 1000 and 1440 if cut to 32 bits.
 TEST(AutoConfTest, OutOfRangeNumbersDoNotWrapIntoRange) {
-    Bytes p = ConfPayload(0,
-                          "{\"referNum\":4294968296,\"serverDiff\":-4294967306,"
-                          "\"interval2\":4294968736,\"interval3\":1e300}");
-    Comm_get_88Conf(p.data(), p.size());
+    Conf(0, "{\"referNum\":4294968296,\"serverDiff\":-4294967306,\"interval2\":4294968736,"
+            "\"interval3\":1e300}");
     EXPECT_EQ(referNum.load(), 2147483647);
     EXPECT_EQ(serverErr.load(), -2147483647 - 1);
     EXPECT_EQ(intervalFlag2.load(), 2147483647);
@@ -382,10 +344,8 @@ TEST(AutoConfTest, SetAutoReportChecks) {
     const std::string sent = "send set autoreport switch command failed!",
                       tooLong = "text too long!";
     const std::string members = "{\"referNum\":1000,\"interval2\":0,\"interval3\":0,\"pad\":\"";
-    const size_t suffix = std::string(
-                              ",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
-                              "\"cycleReportStart\":\"0.000000\",\"save\":1}")
-                              .size();
+    const size_t suffix = std::string(",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
+                                      "\"cycleReportStart\":\"0.000000\",\"save\":1}").size();
     auto padded = [&](size_t len) {  // the text whose payload is `len` bytes long
         return members + std::string(len - suffix - members.size() - 1, 'x') + "\"}";
     };
@@ -393,12 +353,9 @@ TEST(AutoConfTest, SetAutoReportChecks) {
         return "{\"timestamp\":" + ts + ",\"referNum\":1000,\"interval2\":" + rest + "}";
     };
     const std::string now = std::to_string(NowSec());
-    struct Case {
-        std::string text, want, notWant;
-        int flag2;  // intervalFlag2 afterwards; -2: not looked at
-    } cases[] = {
-        {"{", "", sent, -2},
-        {"not json", "", sent, -2},
+    // flag2: intervalFlag2 afterwards; -2: not looked at.
+    struct Case { std::string text, want, notWant; int flag2; } cases[] = {
+        {"{", "", sent, -2}, {"not json", "", sent, -2},
         {"{\"referNum\":4,\"interval2\":1440}", "referNum is error !!!!!!", sent, -2},
         {"{\"referNum\":4294968296,\"interval2\":0,\"interval3\":0}", "referNum is error", sent,
          -2},

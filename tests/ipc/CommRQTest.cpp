@@ -8,9 +8,8 @@
 namespace {
 
 TEST(CommRQInitTest, RefusesOutOfRangeShapes) {
-    struct Case {
-        int count, slotSize;
-    } cases[] = {{2, 100}, {51, 100}, {10, 0}, {10, 9001}, {50, 9000}, {12, 8536}};
+    struct Case { int count, slotSize; } cases[] = {
+        {2, 100}, {51, 100}, {10, 0}, {10, 9001}, {50, 9000}, {12, 8536}};
     for (const Case& c : cases) {
         CommRQ q;
         EXPECT_EQ(CommRQInit(&q, c.count, c.slotSize), -1) << c.count << "x" << c.slotSize;

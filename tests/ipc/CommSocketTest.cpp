@@ -77,6 +77,12 @@ protected:
     }
     // A frame from the companion with its next sequence number.
     Bytes Answer(uint16_t id, const Bytes& payload) { return CompanionFrame(id, ++seq, payload); }
+    // Sends `f` alone (two frames in one read would be one element) and waits until the frame
+    // handler has dealt with it.
+    static bool SendHandled(RawCompanion& c, const Bytes& f) {
+        unsigned long handled = CommHandledElements();
+        return c.Send(f) && SpinUntil([&] { return CommHandledElements() > handled; });
+    }
 
     std::unique_ptr<ScaledClock> clock_;
     testsupport::TempDir dir;
@@ -138,10 +144,8 @@ protected:
     // Sends one frame, waits until it has been handled and tells whether it was accepted (no
     // receive rule logged a refusal).
     bool SendAndWaitAccepted(const Bytes& f) {
-        unsigned long handled = CommHandledElements();
         size_t refused = log.Count("Receive ");
-        return c.Send(f) && SpinUntil([&] { return CommHandledElements() > handled; }) &&
-               log.Count("Receive ") == refused;
+        return SendHandled(c, f) && log.Count("Receive ") == refused;
     }
     RawCompanion c;
     LogCapture log;
@@ -151,16 +155,12 @@ protected:
 // second is never looked at). Requests and reports from the companion reach their handlers.
 TEST_F(RulesTest, LoginGateOneElementPerReadAndCompanionFrames) {
     mLogin.store(0);
-    unsigned long handled = CommHandledElements();
-    ASSERT_TRUE(c.Send(CompanionFrame(73, 1, {0, 1})));
-    ASSERT_TRUE(SpinUntil([&] { return CommHandledElements() > handled; }));
+    ASSERT_TRUE(SendHandled(c, CompanionFrame(73, 1, {0, 1})));
     mLogin.store(1);
     ASSERT_TRUE(SendAndWaitLog(CompanionFrame(87, 2, {1}), "Error funcID"));
     EXPECT_FALSE(log.Contains("Receive"));
     EXPECT_EQ(CommRxSeq.load(), 2u);  // the dropped frame never reached the sequence rule
-    Bytes both = CompanionFrame(88, 20, {0}), second = CompanionFrame(87, 21, {1});
-    both.insert(both.end(), second.begin(), second.end());
-    ASSERT_TRUE(SendAndWaitAccepted(both));
+    ASSERT_TRUE(SendAndWaitAccepted(Cat(CompanionFrame(88, 20, {0}), CompanionFrame(87, 21, {1}))));
     EXPECT_EQ(CommRxSeq.load(), 20u);
     EXPECT_EQ(log.Count("Error funcID"), 1u);
     ASSERT_TRUE(SendAndWaitAccepted(CompanionFrame(998, 21, {'i'})));
@@ -298,14 +298,6 @@ TEST(CommServerLifecycleTest, BindFailureEndsOnlyTheAcceptThread) {
     PathsRelocate("");
 }
 
-Bytes Str(const std::string& s) {
-    return Bytes(s.begin(), s.end());
-}
-Bytes Cat(Bytes a, const Bytes& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 class RequestTest : public CommServerTest {
 protected:
     void SetUp() override {
@@ -325,9 +317,7 @@ protected:
     // returns the platform answer after its tag and ID.
     Bytes Row(FnHandler fn, uint16_t id, const Bytes& params, size_t sentLen, const Bytes& answer,
               Bytes* sent) {
-        Bytes req = Cat(
-            {0x12, 0x34, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8), 0, 0, 0, 0, 0, 0},
-            params);
+        Bytes req = Cat({0x12, 0x34, uint8_t(id), uint8_t(id >> 8), 0, 0, 0, 0, 0, 0}, params);
         Bytes ans(8192, 0);
         FnCall call{req.data(), req.size(), ans.data(), 0};
         *sent = Exchange([&] { fn(call); }, sentLen, answer);
@@ -343,19 +333,13 @@ const std::string kAutoSent = kAutoText.substr(0, kAutoText.size() - 1) +
                               ",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
                               "\"cycleReportStart\":\"0.000000\",\"save\":1}";
 
-struct RowCase {
-    FnHandler fn;
-    uint16_t id;
-    Bytes params;
-    Bytes sent;       // payload of the frame to the companion; empty: nothing is sent
-    Bytes answer;     // the companion's answer payload (status first)
-    const char* out;  // platform answer after tag and ID: code (2), then the data
-    const char* log;
-};
+// sent: payload of the frame to the companion, empty when nothing is sent; answer: the
+// companion's answer payload (status first); out: the platform answer after tag and ID, code (2)
+// then the data.
+struct RowCase { FnHandler fn; uint16_t id; Bytes params, sent, answer; const char *out, *log; };
 
 TEST_F(RequestTest, FunctionRowsFramesAndAnswers) {
-    const Bytes q{'i'},
-        autoParams = Cat({static_cast<uint8_t>(kAutoText.size()), 0}, Str(kAutoText));
+    const Bytes q{'i'}, autoParams = Cat({static_cast<uint8_t>(kAutoText.size()), 0}, kAutoText);
     const RowCase rows[] = {
         {Fn70GetWifiFreqband, 70, {2}, {2}, {0, 5}, "00 00 05", ""},
         {Fn71GetMeshSupport, 71, {}, q, {0, 1}, "00 00 01", ""},
@@ -373,7 +357,7 @@ TEST_F(RequestTest, FunctionRowsFramesAndAnswers) {
         {Fn80GetBssid, 80, {}, q, {0, 1, 2}, "01 00", ""},
         {Fn83TrigOnekeyOptimize, 83, {}, q, {0}, "00 00", ""},
         {Fn85TrigFaultDiagnosis, 85, {}, q, {9}, "09 00", "fault diagnosis failed! ret=9"},
-        {Fn88SetAutoReport, 88, autoParams, Str(kAutoSent), {0}, "00 00", "88 jsonLen: 45"},
+        {Fn88SetAutoReport, 88, autoParams, Cat({}, kAutoSent), {0}, "00 00", "88 jsonLen: 45"},
         // Parameters missing from the request are refused before anything is sent.
         {Fn72SetMeshSwitch, 72, {}, {}, {}, "01 00", "function 72 parameters too short! len=10"},
         {Fn76SetMeshRoamingThreshold, 76, {1}, {}, {}, "01 00", "76 parameters too short! len=11"},
@@ -425,11 +409,8 @@ TEST_F(RequestTest, OnlyTheAnswerToTheAwaitedIdEndsTheWait) {
     unsigned ret = 99;
     std::thread t([&] { ret = ComF_get_mesh_switch(&mesh); });
     ASSERT_EQ(c.Read(15).size(), 15u);
-    for (const Bytes& f : {Answer(89, {3, 1, 2}), Answer(78, {0, 'X'}), Answer(73, {5})}) {
-        unsigned long handled = CommHandledElements();
-        ASSERT_TRUE(c.Send(f));  // one at a time: two frames in one read would be one element
-        ASSERT_TRUE(SpinUntil([&] { return CommHandledElements() > handled; }));
-    }
+    for (const Bytes& f : {Answer(89, {3, 1, 2}), Answer(78, {0, 'X'}), Answer(73, {5})})
+        ASSERT_TRUE(SendHandled(c, f));
     t.join();
     EXPECT_EQ(ret, 5u);
     EXPECT_EQ(mesh, 0);
@@ -446,14 +427,14 @@ TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
     std::string online = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}";
     Bytes sent = Exchange([&] { ret = ComF_send_pluginstate(); }, 14 + online.size(), {});
     EXPECT_EQ(ret, 0u);
-    EXPECT_EQ(sent, CompanionFrame(998, 1, Str(online)));
+    EXPECT_EQ(sent, CompanionFrame(998, 1, Cat({}, online)));
     // The 997 answer's own first byte is the request's status.
     std::string conf = "{\"referNum\":2000,\"interval2\":1440,\"interval3\":30}";
     uint8_t s = 1;
     for (uint8_t status : {0, 6}) {
         LogCapture log;
         sent = Exchange([&] { ret = ComF_get_autoreport_conf(); }, 15,
-                        Answer(997, Cat({status}, Str(conf))));
+                        Answer(997, Cat({status}, conf)));
         EXPECT_EQ(sent, CompanionFrame(997, ++s, {0x69}));  // the query byte 'i'
         EXPECT_EQ(ret, status);
         EXPECT_EQ(referNum.load(), status == 0 ? 2000 : -1);
@@ -462,8 +443,8 @@ TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
     // Calibration goes out without waiting for an answer.
     const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
     SetRouteMac(mac);
-    Bytes payload =
-        Cat({0}, Str("{\"referNum\":1000,\"interval1\":1,\"interval2\":0,\"interval3\":0}"));
+    Bytes payload = Cat({0}, std::string("{\"referNum\":1000,\"interval1\":1,\"interval2\":0,"
+                                         "\"interval3\":0}"));
     Comm_get_88Conf(payload.data(), payload.size());
     intervalFlag2.store(5);  // neither closed nor daily: no midnight-dependent daily time
     LogCapture log;
@@ -471,7 +452,7 @@ TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
         "{\"interval1\":1,\"interval2\":5,\"interval3\":0,\"dayReportTime\":\"0.000000\","
         "\"cycleReportStart\":\"0.000000\",\"save\":0}";
     sent = Exchange([] { ComF_send_calibration(); }, 14 + expected.size(), {});
-    EXPECT_EQ(sent, CompanionFrame(88, ++s, Str(expected)));
+    EXPECT_EQ(sent, CompanionFrame(88, ++s, Cat({}, expected)));
     EXPECT_TRUE(log.Contains("Send calibration success, No need return!"));
 }
 

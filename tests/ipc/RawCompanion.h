@@ -54,9 +54,8 @@ public:
     // True when the agent closed the connection within timeoutMs.
     bool ClosedByPeer(int timeoutMs = 5000) {
         pollfd p{fd_, POLLIN, 0};
-        if (poll(&p, 1, timeoutMs) <= 0) return false;
         uint8_t b;
-        return read(fd_, &b, 1) == 0;
+        return poll(&p, 1, timeoutMs) > 0 && read(fd_, &b, 1) == 0;
     }
 
 private:
@@ -68,9 +67,9 @@ private:
 inline std::vector<uint8_t> CompanionFrame(uint16_t id, uint32_t seq,
                                            const std::vector<uint8_t>& payload,
                                            int64_t lenField = -1, int sum = -1) {
-    uint16_t s = 0;
+    unsigned s = 0;
     for (uint8_t b : payload)
-        s = static_cast<uint16_t>(s + b);
+        s += b;
     std::vector<uint8_t> f = {0x5A, 0x5A};
     auto put = [&f](uint64_t v, int n) {
         for (int i = 0; i < n; ++i)
@@ -79,7 +78,14 @@ inline std::vector<uint8_t> CompanionFrame(uint16_t id, uint32_t seq,
     put(id, 2);
     put(seq, 4);
     put(lenField < 0 ? payload.size() : static_cast<uint64_t>(lenField), 4);
-    put(sum < 0 ? s : static_cast<uint64_t>(sum), 2);
+    put(sum < 0 ? s : static_cast<uint64_t>(sum), 2);  // the low 16 bits of the byte sum
     f.insert(f.end(), payload.begin(), payload.end());
     return f;
+}
+
+// `head` followed by the bytes of `tail` (a string or a byte vector).
+template <typename T>
+std::vector<uint8_t> Cat(std::vector<uint8_t> head, const T& tail) {
+    head.insert(head.end(), tail.begin(), tail.end());
+    return head;
 }

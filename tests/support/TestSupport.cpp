@@ -2,12 +2,10 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <mutex>
 #include <sstream>
@@ -22,22 +20,17 @@ namespace testsupport {
 TempDir::TempDir() {
     const char* base = getenv("TMPDIR");
     std::string tmpl = std::string(base && *base ? base : "/tmp") + "/plugtest.XXXXXX";
-    std::vector<char> buf(tmpl.begin(), tmpl.end());
-    buf.push_back('\0');
-    if (!mkdtemp(buf.data())) abort();
-    path_ = buf.data();
+    if (!mkdtemp(&tmpl[0])) abort();
+    path_ = tmpl;
 }
 
 TempDir::~TempDir() {
-    std::string cmd = "rm -rf '" + path_ + "'";
-    if (system(cmd.c_str()) != 0) {
-        // Nothing useful to do in a destructor; the directory is under the temp root.
-    }
+    // Nothing useful to do on failure in a destructor; the directory is under the temp root.
+    if (system(("rm -rf '" + path_ + "'").c_str()) != 0) return;
 }
 
 void WriteFile(const std::string& path, const std::string& content) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
 std::string ReadFile(const std::string& path) {
@@ -80,7 +73,7 @@ bool LogCapture::Contains(const std::string& needle) const {
 }
 
 size_t LogCapture::Count(const std::string& needle) const {
-    std::string text = Text();
+    const std::string text = Text();
     size_t n = 0;
     for (size_t pos = text.find(needle); pos != std::string::npos;
          pos = text.find(needle, pos + needle.size()))
@@ -148,29 +141,16 @@ Child::Child(const std::vector<std::string>& argv, const std::map<std::string, s
     std::vector<std::string> envStrings;
     for (char** e = environ; *e; ++e) {
         std::string kv = *e;
-        std::string key = kv.substr(0, kv.find('='));
-        if (env.count(key) == 0) envStrings.push_back(kv);
+        if (env.count(kv.substr(0, kv.find('='))) == 0) envStrings.push_back(kv);
     }
     for (const auto& kv : env)
         envStrings.push_back(kv.first + "=" + kv.second);
-    const std::vector<std::string> args = WithTargetEmulator(argv);
-    std::vector<char*> cargv;
-    for (const auto& a : args)
-        cargv.push_back(const_cast<char*>(a.c_str()));
-    cargv.push_back(nullptr);
-    std::vector<char*> cenv;
-    for (const auto& e : envStrings)
-        cenv.push_back(const_cast<char*>(e.c_str()));
-    cenv.push_back(nullptr);
-
+    std::vector<std::string> args = WithTargetEmulator(argv);
+    std::vector<char*> cargv = CStrings(args), cenv = CStrings(envStrings);
     pid_ = fork();
     if (pid_ == 0) {
         int fd = open(stderrFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        if (fd >= 0) {
-            dup2(fd, 2);
-            dup2(fd, 1);
-            close(fd);
-        }
+        if (fd >= 0) dup2(fd, 2), dup2(fd, 1), close(fd);
         if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(127);
         execve(cargv[0], cargv.data(), cenv.data());
         _exit(127);
@@ -184,16 +164,13 @@ Child::~Child() {
 bool Child::Wait(std::chrono::milliseconds timeout, int* exitStatus) {
     if (pid_ <= 0 || reaped_) return false;
     auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-        int status = 0;
-        pid_t r = waitpid(pid_, &status, WNOHANG);
-        if (r == pid_) {
+    for (int status = 0;; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+        if (waitpid(pid_, &status, WNOHANG) == pid_) {
             reaped_ = true;
             if (exitStatus) *exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
             return true;
         }
         if (std::chrono::steady_clock::now() >= deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 }
 

@@ -26,6 +26,16 @@ inline std::vector<uint8_t> Hex(const std::string& hex) {
     return out;
 }
 
+// Pointers into `strings`, ended by nullptr: an argv for main() or execve, valid while `strings`
+// is alive and unchanged.
+inline std::vector<char*> CStrings(std::vector<std::string>& strings) {
+    std::vector<char*> out;
+    for (auto& s : strings)
+        out.push_back(&s[0]);
+    out.push_back(nullptr);
+    return out;
+}
+
 // A fresh directory under $TMPDIR (or /tmp), removed with its content on destruction.
 class TempDir {
 public:
