@@ -44,6 +44,11 @@ size_t AgentRun::CountLog(const std::string& needle) const {
     return n;
 }
 
+bool AgentRun::WaitStatus(const std::string& code, int timeoutMs) const {
+    return testsupport::WaitUntil([&] { return Status() == code + "\n"; },
+                                  std::chrono::milliseconds(timeoutMs));
+}
+
 bool AgentRun::WaitLog(const std::string& needle, int timeoutMs) const {
     return testsupport::WaitUntil([&] { return CountLog(needle) > 0; },
                                   std::chrono::milliseconds(timeoutMs));

@@ -41,6 +41,7 @@ public:
     void Start(const AgentConfig& cfg);
     std::string Log() const;
     std::string Status() const;  // content of the status file, "" when absent
+    bool WaitStatus(const std::string& code, int timeoutMs) const;  // status file holds code
     bool WaitLog(const std::string& needle, int timeoutMs) const;
     size_t CountLog(const std::string& needle) const;
     // Waits for the agent's end: true with its exit status.
