@@ -42,14 +42,14 @@ struct DecodeCase {
     std::string text;  // whole, or from the line after "result:" when it starts with a field
 };
 
+// clang-format off
 const DecodeCase kDecodeCases[] = {
     {Hex("12 34 2D 00 00 00 AA"),
      "answer: 7 bytes\ntag: 12 34\nfunction: 45 (set DNS servers)\nresult: 0 (success)\n"
      "extra: 1 bytes after byte 5: AA\n"},
     {Hex("12 34 59 00 07 00"),
      "answer: 6 bytes\ntag: 12 34\nfunction: 89\nresult: 7 (function not supported)\n"},
-    {Hex("AB CD 0E 00 FE FF"),
-     "answer: 6 bytes\ntag: AB CD\nfunction: 14 (SSID switch)\n"
+    {Hex("AB CD 0E 00 FE FF"), "answer: 6 bytes\ntag: AB CD\nfunction: 14 (SSID switch)\n"
      "result: 65534 (status from the router, -2 as signed)\n"},
     {Hex("12 34"), "short answer: 2 bytes, a header needs 6: 12 34\n"},
     {Hex("00 00 3E 00 00 00 87 D6 12 00"), "rate: 1234567 bytes/s\n"},
@@ -60,20 +60,16 @@ const DecodeCase kDecodeCases[] = {
      "up: -1\ndown: 4096\n"},
     {Image(70, {{0, "12 34 01 00"}, {6, "", "V2.0.1\x01"}, {66, "16 0C 1B 05"}}),
      "version: \"V2.0.1\\x01\"\ndate: 16 0C 1B 05\n"},
-    {Image(234, {{0, "12 34 03 00 00 00 01 00 01 0A 00 DC 05 02"},
-                 {14, "", "wan1"},
-                 {46, "", "user"},
-                 {174, "00 11 22 33 44 55"},
+    {Image(234, {{0, "12 34 03 00 00 00 01 00 01 0A 00 DC 05 02"}, {14, "", "wan1"},
+                 {46, "", "user"}, {174, "00 11 22 33 44 55"},
                  {211, "64 40 00 02 FF FF FF 00 64 40 00 01 08 08 08 08 08 08 04 04 E8 03 01"}}),
      "wan:\n  index: 1\n  enable: 1\n  vlan: 10\n  mtu: 1500\n  type: 2\n  name: \"wan1\"\n"
      "  user: \"user\"\n  password: \"\"\n  mac: 00:11:22:33:44:55\n  service: \"\"\n"
      "  ip: 100.64.0.2\n  mask: 255.255.255.0\n  gateway: 100.64.0.1\n  dns1: 8.8.8.8\n"
      "  dns2: 8.8.4.4\n  speed: 1000\n  nat: 1\n"},
-    {Image(76, {{0, "12 34 27 00 00 00 02 00 AA BB CC 00 11 22"},
-                {14, "", "Phone"},
+    {Image(76, {{0, "12 34 27 00 00 00 02 00 AA BB CC 00 11 22"}, {14, "", "Phone"},
                 {30, "01 00 01 01 00 C4 56 04 C0 A8 01 14 AA BB CC 00 11 33"},
-                {64, "00 00 01 00 02 00 E8 03 C0 A8 01 15"}}),
-     "count: 2\n"
+                {64, "00 00 01 00 02 00 E8 03 C0 A8 01 15"}}), "count: 2\n"
      "device[0]:\n  mac: AA:BB:CC:00:11:22\n  name: \"Phone\"\n  conn: 1\n  band: 0\n"
      "  mode: 1\n  access: 1\n  attribute: 0\n  rssi: -60\n  rate: 1110\n  ip: 192.168.1.20\n"
      "device[1]:\n  mac: AA:BB:CC:00:11:33\n  name: \"\"\n  conn: 0\n  band: 0\n"
@@ -86,6 +82,7 @@ const DecodeCase kDecodeCases[] = {
     {Hex("12 34 24 00 00 00 04 00 54 56 22 31"), "length: 4\nname: \"TV\\\"1\"\n"},
     {Hex("12 34 50 00 00 00 06 00 00 11 22 33 44 55"), "length: 6\nbssid: 00:11:22:33:44:55\n"},
 };
+// clang-format on
 
 TEST(Decode, EveryKindOfLayout) {
     for (const DecodeCase& c : kDecodeCases) {

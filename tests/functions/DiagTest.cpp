@@ -1,9 +1,6 @@
 // Network diagnostics through the function table, with fake ping, traceroute and killall first on
 // PATH: each logs its arguments and prints canned output; while the file "hold" exists it keeps
 // running (killall never holds), so a job can be caught in the middle.
-#include <sys/stat.h>
-
-#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -48,19 +45,10 @@ const char* const kPingText =
     "PING 10.1.2.3 (10.1.2.3) 1400(84) bytes of data.\n\n--- 10.1.2.3 ping statistics ---\n"
     "2 packets transmitted, 2 received, 0% packet loss, time 1001ms\n";
 
-// A private directory with the fake tools first on PATH and the runtime files moved into it.
+// The fake tools first on PATH and the runtime files moved into their directory.
 class DiagTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        oldPath_ = getenv("PATH");
-        for (const char* tool : {"ping", "traceroute", "killall"}) {
-            WriteFile(dir_.File(tool), kFakeTool);
-            chmod(dir_.File(tool).c_str(), 0755);
-        }
-        setenv("FAKE_DIR", dir_.path().c_str(), 1);
-        setenv("PATH", (dir_.path() + ":" + oldPath_).c_str(), 1);
-        PathsRelocate(dir_.path());
-    }
+    void SetUp() override { PathsRelocate(fake_.dir().path()); }
     void TearDown() override {
         Release();
         PingReset();
@@ -68,17 +56,13 @@ protected:
         RateReset();
         SetClock(nullptr);
         PathsRelocate("");
-        setenv("PATH", oldPath_.c_str(), 1);
-        unsetenv("FAKE_DIR");
     }
-    void Hold() { WriteFile(dir_.File("hold"), ""); }
-    void Release() { unlink(dir_.File("hold").c_str()); }
-    std::string Args(const char* tool) const {
-        return ReadFile(dir_.File(std::string(tool) + ".args"));
-    }
+    std::string File(const std::string& name) const { return fake_.dir().File(name); }
+    void Hold() { WriteFile(File("hold"), ""); }
+    void Release() { unlink(File("hold").c_str()); }
+    std::string Args(const char* tool) const { return ReadFile(File(std::string(tool) + ".args")); }
 
-    testsupport::TempDir dir_;
-    std::string oldPath_;
+    fntest::FakeTools fake_{{"ping", "traceroute", "killall"}, kFakeTool};
 };
 
 // Function 8: w10 target (network order), bytes 14-29 zero, h30 size, h32 count.
@@ -116,7 +100,7 @@ TEST_F(DiagTest, PingRequestFieldsReachTheToolAndReplyLinesAreLeftOut) {
         {PingRequest("FF FF FF FF", "FF FF 01 00"), "-s 65535 -c 1 255.255.255.255"},
     };
     for (const auto& c : cases) {
-        unlink(dir_.File("ping.args").c_str());
+        unlink(File("ping.args").c_str());
         EXPECT_EQ(Call(c.request).bytes, Hex("AB CD 08 00 00 00"));
         FetchPingWhenDone();
         EXPECT_EQ(Args("ping"), std::string(c.args) + "\n");
@@ -144,12 +128,12 @@ TEST_F(DiagTest, JobLifecycle) {
     EXPECT_EQ(Code(Call(Request(51, Hex("0A 01 02 04")))), 1);
     const std::string trace = "traceroute to 10.1.2.3 (10.1.2.3), 30 hops max, 60 byte packets\n"
                               " 1  10.1.2.3  0.051 ms  0.020 ms  0.018 ms\n";
-    ASSERT_TRUE(WaitUntil([&] { return ReadFile(dir_.File("tracerouteFile")) == trace; }));
+    ASSERT_TRUE(WaitUntil([&] { return ReadFile(File("tracerouteFile")) == trace; }));
     const Bytes expected = TextAnswer(52, trace);
     EXPECT_EQ(Call(Request(52)).bytes, expected);
     EXPECT_EQ(Args("killall"), "-9 traceroute\n");
     EXPECT_EQ(Args("traceroute"), "-n 10.1.2.3\n");
-    EXPECT_TRUE(log.Contains("traceroute -n 10.1.2.3 > " + dir_.File("tracerouteFile")));
+    EXPECT_TRUE(log.Contains("traceroute -n 10.1.2.3 > " + File("tracerouteFile")));
     EXPECT_TRUE(log.Contains("killall -9 traceroute"));
     // After the job: the file is read again, the next job starts, the watchdog never fired.
     EXPECT_EQ(Call(Request(52)).bytes, expected);
@@ -158,9 +142,9 @@ TEST_F(DiagTest, JobLifecycle) {
 
     // No traceroute file: failure code.
     TraceReset();
-    unlink(dir_.File("tracerouteFile").c_str());
+    unlink(File("tracerouteFile").c_str());
     EXPECT_EQ(Call(Request(52)).bytes, Hex("AB CD 34 00 01 00"));
-    EXPECT_TRUE(log.Contains("Open " + dir_.File("tracerouteFile") + " Failed."));
+    EXPECT_TRUE(log.Contains("Open " + File("tracerouteFile") + " Failed."));
 }
 
 TEST_F(DiagTest, WatchdogKillsATracerouteAfter500Seconds) {

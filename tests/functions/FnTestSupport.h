@@ -1,8 +1,10 @@
-// A router for the function-call tests: the SDK simulator over a private state file and call
-// log, and a way to run one function call with a request buffer of exactly the received size.
+// A router for the function-call and rule tests: the SDK simulator over a private state file and
+// call log, fake tools first on PATH, and one function call with a request buffer of exactly the
+// received size.
 #pragma once
 
 #include <cjson/cJSON.h>
+#include <sys/stat.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -105,11 +107,11 @@ inline const char* const kTestState = R"({
   "fail": {}
 })";
 
-// A private simulated router over the test state and its own call log; Edit() rewrites the state.
+// A private simulated router over `state` and its own call log; Edit() rewrites the state.
 class SimRouter {
 public:
-    SimRouter() {
-        testsupport::WriteFile(dir_.File("state.json"), kTestState);
+    explicit SimRouter(const std::string& state = kTestState) {
+        testsupport::WriteFile(dir_.File("state.json"), state);
         setenv("PLUG_SDK_STATE", dir_.File("state.json").c_str(), 1);
         setenv("PLUG_SDK_CALL_LOG", dir_.File("calls.log").c_str(), 1);
     }
@@ -131,9 +133,34 @@ public:
         });
     }
     std::string CallLog() const { return testsupport::ReadFile(dir_.File("calls.log")); }
+    void ClearCalls() const { testsupport::WriteFile(dir_.File("calls.log"), ""); }
 
 private:
     testsupport::TempDir dir_;
+};
+
+// Executable scripts `text` named after each tool, in a directory put first on PATH until the
+// object goes; FAKE_DIR names that directory for the scripts.
+class FakeTools {
+public:
+    FakeTools(std::initializer_list<const char*> tools, const std::string& text)
+        : path_(getenv("PATH")) {
+        for (const char* tool : tools) {
+            testsupport::WriteFile(dir_.File(tool), text);
+            chmod(dir_.File(tool).c_str(), 0755);
+        }
+        setenv("FAKE_DIR", dir_.path().c_str(), 1);
+        setenv("PATH", (dir_.path() + ":" + path_).c_str(), 1);
+    }
+    ~FakeTools() {
+        setenv("PATH", path_.c_str(), 1);
+        unsetenv("FAKE_DIR");
+    }
+    const testsupport::TempDir& dir() const { return dir_; }
+
+private:
+    testsupport::TempDir dir_;
+    std::string path_;
 };
 
 }  // namespace fntest

@@ -1,7 +1,6 @@
 // Port mappings: the iptables argument vectors (recorded by a fake iptables first on PATH), the
 // refusal of bad payloads before anything runs, and, as root, the real nat table.
 #include <sched.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,45 +33,40 @@ struct RouteCase {
 };
 
 TEST(PortMapping, ArgumentVectorsResultsAndRefusals) {
-    testsupport::TempDir dir;
-    testsupport::WriteFile(dir.File("iptables"),
+    fntest::FakeTools fake({"iptables"},
                            "#!/bin/sh\nprintf '%s|' \"$@\" >> \"$0.argv\"; echo >> \"$0.argv\"\n");
-    chmod(dir.File("iptables").c_str(), 0755);
-    const std::string path = getenv("PATH");
-    setenv("PATH", (dir.path() + ":" + path).c_str(), 1);
-    const std::string ports = " PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=80";
+    const std::string argv = fake.dir().File("iptables.argv");
+    const std::string p = " PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=80";
+    const std::string pre = "FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=";
+    // clang-format off
     const RouteCase cases[] = {
-        {Obj("FLAG=1" + kMapping), 0,
-         " route_cmd1: \niptables -t nat -A PREROUTING -d 10.0.0.1 -p tcp -m tcp --dport 8080 -j "
-         "DNAT --to-destination 192.168.1.5:80",
-         kAdd},
+        {Obj("FLAG=1" + kMapping), 0, " route_cmd1: \niptables -t nat -A PREROUTING -d 10.0.0.1 "
+         "-p tcp -m tcp --dport 8080 -j DNAT --to-destination 192.168.1.5:80", kAdd},
         {Obj("FLAG=10" + kMapping), 0, " FLAG = [1]", kAdd},
-        {Obj("FLAG=0" + kMapping),
-         0,
-         " route_cmd2: \niptables -t nat -D POSTROUTING -d 192.168.1.5 -p tcp -m tcp --dport 80 "
-         "-j SNAT --to-source 10.0.0.1:8080",
+        {Obj("FLAG=0" + kMapping), 0, " route_cmd2: \niptables -t nat -D POSTROUTING -d "
+         "192.168.1.5 -p tcp -m tcp --dport 80 -j SNAT --to-source 10.0.0.1:8080",
          {kAdd[0], kAdd[1]}},
         {"(none)", -1, " ParseRouteParam ", {}},
         {"{", -2, ": error = [-2]", {}},
         {Obj(kMapping), -3, ": error = [-3]", {}},
-        {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=8080 POST_IP=192.168.1.5"), -7, "error = [-7]", {}},
-        {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=#8080 POST_IP=1.2.3.4 POST_PORT=80"), -5, "[-5]", {}},
+        {Obj(pre + "8080 POST_IP=192.168.1.5"), -7, "error = [-7]", {}},
+        {Obj(pre + "#8080 POST_IP=1.2.3.4 POST_PORT=80"), -5, "[-5]", {}},
         {Obj("FLAG=2" + kMapping), -8, ": error = [-8]", {}},
-        {Obj("FLAG=1 PRE_IP=10.0.0.1;reboot" + ports), -9, "Wrong route param", {}},
-        {Obj("FLAG=1 PRE_IP=" + std::string(40, '1') + ports), -9, "error = [-9]", {}},
+        {Obj("FLAG=1 PRE_IP=10.0.0.1;reboot" + p), -9, "Wrong route param", {}},
+        {Obj("FLAG=1 PRE_IP=" + std::string(40, '1') + p), -9, "error = [-9]", {}},
         {Obj("FLAG=0 PRE_IP=10.0.0.1 PRE_PORT=0 POST_IP=1.2.3.4 POST_PORT=80"), -9, "[-9]", {}},
-        {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=80 POST_IP=1.2.3.4 POST_PORT=65536"), -9, "[-9]", {}},
-        {Obj("FLAG=1 PRE_IP=10.0.0.1 PRE_PORT=80 POST_IP=1.2.3.256 POST_PORT=80"), -9, "[-9]", {}},
+        {Obj(pre + "80 POST_IP=1.2.3.4 POST_PORT=65536"), -9, "[-9]", {}},
+        {Obj(pre + "80 POST_IP=1.2.3.256 POST_PORT=80"), -9, "[-9]", {}},
     };
+    // clang-format on
     for (const RouteCase& c : cases) {
         SCOPED_TRACE(c.payload);
-        unlink(dir.File("iptables.argv").c_str());
+        unlink(argv.c_str());
         testsupport::LogCapture log;
         EXPECT_EQ(c.result, ParseRouteParam(c.payload == "(none)" ? nullptr : c.payload.c_str()));
         EXPECT_TRUE(log.Contains(c.log)) << log.Text();
-        EXPECT_EQ(c.runs, rulestest::LinesOf(testsupport::ReadFile(dir.File("iptables.argv"))));
+        EXPECT_EQ(c.runs, rulestest::LinesOf(testsupport::ReadFile(argv)));
     }
-    setenv("PATH", path.c_str(), 1);
 }
 
 // As root, the same add, repeated add and delete on the real nat table of a private network

@@ -2,12 +2,11 @@
 // bundled state and its call log in a temporary directory) and compact JSON payloads.
 #pragma once
 
-#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "../support/TestSupport.h"
+#include "../functions/FnTestSupport.h"
 
 namespace rulestest {
 
@@ -41,26 +40,10 @@ inline std::string List(const std::vector<std::string>& specs) {
     return "{\"LIST\":[" + out + "]}";
 }
 
-class SimRouter {
-public:
-    SimRouter() {
-        testsupport::WriteFile(dir_.File("state.json"),
-                               testsupport::ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));
-        setenv("PLUG_SDK_STATE", dir_.File("state.json").c_str(), 1);
-        setenv("PLUG_SDK_CALL_LOG", dir_.File("calls.log").c_str(), 1);
-    }
-    ~SimRouter() {
-        unsetenv("PLUG_SDK_STATE");
-        unsetenv("PLUG_SDK_CALL_LOG");
-    }
-    // The call-log lines starting with `prefix` ("set_" for the setters), in order.
-    Lines Calls(const std::string& prefix) const {
-        return LinesOf(testsupport::ReadFile(dir_.File("calls.log")), prefix);
-    }
-    void ClearCalls() const { testsupport::WriteFile(dir_.File("calls.log"), ""); }
-
-private:
-    testsupport::TempDir dir_;
+// The SDK simulator's bundled state; Calls("set_") gives the setter calls in order.
+struct SimRouter : fntest::SimRouter {
+    SimRouter() : fntest::SimRouter(testsupport::ReadFile(PLUG_SDK_DEFAULT_STATE_FILE)) {}
+    Lines Calls(const std::string& prefix) const { return LinesOf(CallLog(), prefix); }
 };
 
 }  // namespace rulestest

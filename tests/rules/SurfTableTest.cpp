@@ -46,64 +46,46 @@ TEST(SurfTable, BehavesAsThePlatformAndTheWorkerExpect) {
     const std::string other = SameBucketKey(kKey3);
     ASSERT_EQ(hash_table_bucket("A"), hash_table_bucket("Ab"));
     const char* mac = "AA:BB:CC:00:11:22";
+    const std::string k5 = "AA:BB:CC:00:11:22|5";
+    auto insert = [](const std::string& k, const SurfRule& r) { hash_table_insert(k.c_str(), &r); };
+    auto remove = [](const std::string& k) { hash_table_remove(k.c_str()); };
+    // clang-format off
     const TableCase cases[] = {
         {"insertion order kept, a repeat kept once",
-         [&] {
-             for (const SurfRule* r : {&kEvening, &kMorning, &kEvening})
-                 set_surf_rule(mac, "3", r);
-         },
-         {{kKey3, "20:30-21:45 8:0-9:0"}},
-         "surf rule exist"},
+         [&] { for (auto* r : {&kEvening, &kMorning, &kEvening}) set_surf_rule(mac, "3", r); },
+         {{kKey3, "20:30-21:45 8:0-9:0"}}, "surf rule exist"},
         {"an entry whose key is a prefix of the looked-up key is found",
-         [] { hash_table_insert("A", &kMorning); },
-         {{"Ab", "8:0-9:0"}, {"B", "-"}},
-         "found"},
+         [&] { insert("A", kMorning); }, {{"Ab", "8:0-9:0"}, {"B", "-"}}, "found"},
         {"removing the head of a bucket drops the entries behind it",
-         [&] {
-             hash_table_insert(other.c_str(), &kEvening);
-             hash_table_insert(kKey3.c_str(), &kMorning);
-             hash_table_remove(kKey3.c_str());
-         },
-         {{kKey3, "-"}, {other, "-"}},
-         "remove AA:BB:CC:00:11:22|3"},
+         [&] { insert(other, kEvening); insert(kKey3, kMorning); remove(kKey3); },
+         {{kKey3, "-"}, {other, "-"}}, "remove AA:BB:CC:00:11:22|3"},
         {"removing an entry behind the head keeps the head",
-         [&] {
-             hash_table_insert(other.c_str(), &kEvening);
-             hash_table_insert(kKey3.c_str(), &kMorning);
-             hash_table_remove(other.c_str());
-         },
-         {{kKey3, "8:0-9:0"}, {other, "-"}},
-         "remove 10:20:30:"},
+         [&] { insert(other, kEvening); insert(kKey3, kMorning); remove(other); },
+         {{kKey3, "8:0-9:0"}, {other, "-"}}, "remove 10:20:30:"},
         {"512 insertions stop new keys, removals give no room",
          [&] {
-             for (int i = 0; i < 512; ++i)
-                 hash_table_insert(("K" + std::to_string(i)).c_str(), &kMorning);
-             for (int i = 0; i < 10; ++i)
-                 hash_table_remove(("K" + std::to_string(i)).c_str());
+             for (int i = 0; i < 512; ++i) insert("K" + std::to_string(i), kMorning);
+             for (int i = 0; i < 10; ++i) remove("K" + std::to_string(i));
              set_surf_rule(mac, "3", &kEvening);
              EXPECT_EQ(512, hash_table_size);
          },
-         {{kKey3, "-"}, {"K511", "8:0-9:0"}, {"K0", "-"}},
-         "Mem overflow!"},
+         {{kKey3, "-"}, {"K511", "8:0-9:0"}, {"K0", "-"}}, "Mem overflow!"},
         {"a lower-case MAC is stored but not found under the worker's upper-case key",
          [] { CommitSurfRule(1, 1, "aa:bb:cc:00:11:22", "3", "8:0", "9:0"); },
-         {{"aa:bb:cc:00:11:22|3", "8:0-9:0"}, {kKey3, "-"}},
-         "Add surf rule aa:bb:cc:00:11:22|3"},
+         {{"aa:bb:cc:00:11:22|3", "8:0-9:0"}, {kKey3, "-"}}, "Add surf rule aa:bb:cc:00:11:22|3"},
         {"days 0 and 8 select nothing, 77 day 7 once; Sunday's key (0) is never filed",
          [&] { CommitSurfRule(1, 0, mac, "0877", "8:0", "9:0"); },
-         {{"AA:BB:CC:00:11:22|7", "8:0-9:0"},
-          {"AA:BB:CC:00:11:22|0", "-"},
-          {"AA:BB:CC:00:11:22|8", "-"}},
-         "Add surf rule AA:BB:CC:00:11:22|7"},
+         {{"AA:BB:CC:00:11:22|7", "8:0-9:0"}, {"AA:BB:CC:00:11:22|0", "-"},
+          {"AA:BB:CC:00:11:22|8", "-"}}, "Add surf rule AA:BB:CC:00:11:22|7"},
         {"deleting a device-day's last rule removes its entry",
          [&] {
              CommitSurfRule(1, 1, mac, "35", "8:0", "9:0");
              CommitSurfRule(1, 1, mac, "3", "20:30", "21:45");
              CommitSurfRule(0, 1, mac, "35", "8:0", "9:0");
          },
-         {{kKey3, "20:30-21:45"}, {"AA:BB:CC:00:11:22|5", "-"}},
-         "surf rule AA:BB:CC:00:11:22|5 removed."},
+         {{kKey3, "20:30-21:45"}, {k5, "-"}}, "surf rule AA:BB:CC:00:11:22|5 removed."},
     };
+    // clang-format on
     for (const TableCase& c : cases) {
         SCOPED_TRACE(c.name);
         rulestest::SimRouter router;
