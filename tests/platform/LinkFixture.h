@@ -99,6 +99,15 @@ inline Bytes PlugBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
     return b;
 }
 
+const Bytes kHeartbeatAnswer = {0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00};
+
+// Plug-in data with a broken checksum: answered at once with code 11, whatever the hooks.
+inline Bytes BrokenPlug(uint8_t dataType) {
+    Bytes f = MakeFrame(kKey, 18, {}, PlugBody(dataType, 0, {}));
+    f[4] ^= 0xFF;
+    return f;
+}
+
 inline Bytes Text(const std::string& s) {
     return Bytes(s.begin(), s.end());
 }
