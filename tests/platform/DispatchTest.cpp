@@ -60,35 +60,28 @@ protected:
         Connect();
     }
 
-    // A reply frame read from the agent: type, result code, body (padding dropped).
-    struct Reply {
-        int type = -1;
-        int code = -1;
-        Bytes body;
-    };
-    Reply Next() {
+    // The next reply: its type, result code, and the data after the MAC (26) or the DataType
+    // (25), the whole body when `data` is empty. A function answer carries the call's DataType
+    // and the MAC.
+    void ExpectReply(int type, int code, const std::string& data) {
         DecodedFrame f;
-        Reply r;
-        if (!peer.Read(kKey, &f)) return r;
-        r.type = f.header.msgType;
-        r.code = f.opt.size() == 2 ? GetLe16(f.opt.data()) : -1;
-        r.body = f.body;
-        return r;
-    }
-    // Data of a reply with MAC (from body offset 11) or without (from 5).
-    static std::string DataOf(const Reply& r, size_t off) {
-        return r.body.size() >= off
-                   ? std::string(r.body.begin() + static_cast<long>(off), r.body.end())
-                   : std::string("<short>");
+        ASSERT_TRUE(peer.Read(kKey, &f));
+        EXPECT_EQ(type, f.header.msgType);
+        ASSERT_EQ(2u, f.opt.size());
+        EXPECT_EQ(code, GetLe16(f.opt.data()));
+        const size_t off = data.empty() ? 0 : type == 26 ? 11 : 5;
+        ASSERT_LE(off, f.body.size());
+        EXPECT_EQ(data, std::string(f.body.begin() + static_cast<long>(off), f.body.end()));
+        if (type == 26 && off) {
+            EXPECT_EQ(Bytes({9, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55}),
+                      Bytes(f.body.begin() + 2, f.body.begin() + 9));
+        }
     }
     // Sends a sentinel the agent always answers (checksum-broken plug-in data, DataType 0xEE)
     // and checks it is the next reply: nothing was sent in between.
     void ExpectNoReplyBeforeSentinel() {
         ASSERT_TRUE(peer.Send(BrokenPlug(0xEE)));
-        Reply r = Next();
-        EXPECT_EQ(25, r.type);
-        EXPECT_EQ(11, r.code);
-        EXPECT_TRUE(r.body.empty());
+        ExpectReply(25, 11, "");
     }
     void Deliver(const Bytes& f) { ASSERT_TRUE(peer.Send(f)); }
 };
@@ -100,9 +93,7 @@ void SetAnswer(int result, const Bytes& answer) {
 }
 
 Bytes Call(uint16_t tag, uint16_t id, size_t extra = 6) {
-    Bytes d = Le16(tag);
-    Bytes i = Le16(id);
-    d.insert(d.end(), i.begin(), i.end());
+    Bytes d = {uint8_t(tag), uint8_t(tag >> 8), uint8_t(id), uint8_t(id >> 8)};
     d.resize(4 + extra, 0);
     return d;
 }
@@ -202,20 +193,8 @@ TEST_F(Dispatch, ReplyRules) {
         gHookCalls = 0;
         for (const Bytes& f : r.frames)
             Deliver(f);
-        for (const Want& w : r.replies) {
-            Reply got = Next();
-            EXPECT_EQ(w.type, got.type);
-            EXPECT_EQ(w.code, got.code);
-            if (w.data.empty()) {
-                EXPECT_TRUE(got.body.empty());
-            } else {
-                EXPECT_EQ(w.data, DataOf(got, w.type == 26 ? 11 : 5));
-            }
-            if (w.type == 26 && got.body.size() >= 9) {  // the call's DataType and the MAC
-                EXPECT_EQ(Bytes({9, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55}),
-                          Bytes(got.body.begin() + 2, got.body.begin() + 9));
-            }
-        }
+        for (const Want& w : r.replies)
+            ExpectReply(w.type, w.code, w.data);
         ExpectNoReplyBeforeSentinel();
         EXPECT_EQ(r.hookCalls, gHookCalls.load());
         std::lock_guard<std::mutex> g(gSeenMu);

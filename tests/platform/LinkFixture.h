@@ -77,24 +77,25 @@ protected:
     std::string Status() { return testsupport::ReadFile(Paths().plugStatus); }
 };
 
-inline Bytes Le16(uint16_t v) {
-    return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8)};
-}
-
-// Plain bodies of the platform's requests.
+// Plain bodies of the platform's requests: function call (with the MAC) and plug-in data.
 inline Bytes CallBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
-    Bytes b = {0, 0, dataType};
-    b.insert(b.end(), kMac, kMac + 6);
-    Bytes l = Le16(lenField);
-    b.insert(b.end(), l.begin(), l.end());
+    Bytes b = {0,
+               0,
+               dataType,
+               kMac[0],
+               kMac[1],
+               kMac[2],
+               kMac[3],
+               kMac[4],
+               kMac[5],
+               uint8_t(lenField),
+               uint8_t(lenField >> 8)};
     b.insert(b.end(), data.begin(), data.end());
     return b;
 }
 
 inline Bytes PlugBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
-    Bytes b = {0, 0, dataType};
-    Bytes l = Le16(lenField);
-    b.insert(b.end(), l.begin(), l.end());
+    Bytes b = {0, 0, dataType, uint8_t(lenField), uint8_t(lenField >> 8)};
     b.insert(b.end(), data.begin(), data.end());
     return b;
 }
