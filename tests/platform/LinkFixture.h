@@ -79,17 +79,9 @@ protected:
 
 // Plain bodies of the platform's requests: function call (with the MAC) and plug-in data.
 inline Bytes CallBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
-    Bytes b = {0,
-               0,
-               dataType,
-               kMac[0],
-               kMac[1],
-               kMac[2],
-               kMac[3],
-               kMac[4],
-               kMac[5],
-               uint8_t(lenField),
-               uint8_t(lenField >> 8)};
+    Bytes b = {0, 0, dataType};
+    b.insert(b.end(), kMac, kMac + 6);
+    b.insert(b.end(), {uint8_t(lenField), uint8_t(lenField >> 8)});
     b.insert(b.end(), data.begin(), data.end());
     return b;
 }
