@@ -22,29 +22,35 @@ namespace {
 using namespace testplatform;
 using testsupport::WaitUntil;
 
-// "Now" pinned to one second for the heartbeat's time field; the rest runs like ScaledClock.
-class PinnedNowClock : public ScaledClock {
-public:
-    PinnedNowClock(double scale, int64_t nowMs) : ScaledClock(scale), nowMs_(nowMs) {}
-    int64_t NowMs() override { return nowMs_; }
-
-private:
-    int64_t nowMs_;
+// "Now" pinned to 0x01020304 s for the heartbeat's time field; the rest runs like ScaledClock.
+struct PinnedNowClock : ScaledClock {
+    PinnedNowClock() : ScaledClock(kTimeScale) {}
+    int64_t NowMs() override { return 0x01020304LL * 1000; }
 };
 
 using Link = LinkFixture;
 
-TEST_F(Link, ServerInitRefusesASecondLinkAndLogsARefusedConnect) {
+// One link at a time; DeleteServer stops both threads and allows a new connection; a refused
+// connect is logged and keeps the run flag up until the reset.
+TEST_F(Link, ServerInitDeleteServerAndARefusedConnect) {
     Connect();
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("Client running."));
+    DeleteServer();
+    EXPECT_EQ(-1, SendHeartbeat());
+    EXPECT_TRUE(log.Contains("mTcpConnectServer->sendData error"));
+    FakePeer second;
+    ASSERT_EQ(0, ServerInit("127.0.0.1", second.port()));
+    ASSERT_TRUE(second.Accept());
+    EXPECT_EQ(0, SendHeartbeat());
+    EXPECT_EQ(11u, second.ReadRaw().size());
     DeleteServer();
     peer.CloseListener();
     log.Clear();
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("connect failed!......"));
     EXPECT_TRUE(log.Contains("SocketInit error"));
-    EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));  // the run flag stays until the reset
+    EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("Client running."));
     DeleteServer();
 }
@@ -105,7 +111,7 @@ TEST_F(Link, SlowReaderGetsWholeRepliesOrTheLinkEnds) {
 // Every sender's frame against bytes worked out by hand: the clear header and option block
 // as sent, and the plain body once decrypted.
 TEST_F(Link, SendersWriteTheDocumentedFrames) {
-    static PinnedNowClock pinned(kTimeScale, 0x01020304LL * 1000);  // threads may outlive the test
+    static PinnedNowClock pinned;  // threads may outlive the test
     using testsupport::Hex;
     // Register: PIN "12345678", SN "AB", the MAC; checksum 0x30 + 420 + 388 = 0x358.
     Bytes regBody = Hex("00 00 02 41 42 00 11 22 33 44 55");
@@ -216,22 +222,9 @@ TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
     DeleteServer();
 }
 
-TEST_F(Link, DeleteServerStopsBothThreadsAndAllowsANewConnection) {
-    Connect();
-    DeleteServer();
-    EXPECT_EQ(-1, SendHeartbeat());
-    EXPECT_TRUE(log.Contains("mTcpConnectServer->sendData error"));
-    FakePeer second;
-    ASSERT_EQ(0, ServerInit("127.0.0.1", second.port()));
-    ASSERT_TRUE(second.Accept());
-    EXPECT_EQ(0, SendHeartbeat());
-    EXPECT_EQ(11u, second.ReadRaw().size());
-}
-
 // Timed waits that never end on their own: a frame is handled only if queueing it wakes the
 // response thread.
-class NoTimeoutClock : public ScaledClock {
-public:
+struct NoTimeoutClock : ScaledClock {
     NoTimeoutClock() : ScaledClock(kTimeScale) {}
     bool WaitFor(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, int64_t,
                  const std::function<bool()>& pred) override {
