@@ -60,8 +60,8 @@ TEST(SessionE2e, RegisterLoginRulesRequestAndHeartbeats) {
     ASSERT_TRUE(sim->WaitForLine("type=1 ", 4, RealMs(100, scale))) << agent.Log();
     auto beats = sim->RxFrames(1);
     for (size_t i = 1; i < beats.size(); ++i) {
-        uint32_t gap = GetLe32(beats[i].frame.raw.opt.data()) -
-                       GetLe32(beats[i - 1].frame.raw.opt.data());
+        uint32_t gap =
+            GetLe32(beats[i].frame.raw.opt.data()) - GetLe32(beats[i - 1].frame.raw.opt.data());
         EXPECT_GE(gap, 20u);
         EXPECT_LE(gap, 22u);
     }

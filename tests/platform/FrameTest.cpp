@@ -38,17 +38,18 @@ TEST(Encode, FramesByHand) {
         Bytes head;  // the first bytes of the frame
         size_t size;
     } rows[] = {
+        // clang-format off
         // Bodies pad to whole blocks, a full one after a multiple of 16: DataLen in bytes 5-6.
         {"1 byte", 17, 1, {}, Bytes(1, 0x5A), {0xCC, 0xDD, 0x31, 0, 0x6A, 0x10, 0x00}, 7 + 16},
         {"16 bytes", 17, 0, {}, Bytes(16, 1), {0xCC, 0xDD, 0x11, 0, 0x30, 0x20, 0x00}, 7 + 32},
         {"53 bytes", 17, 0, {}, Bytes(53, 0), {0xCC, 0xDD, 0x11, 0, 0x40, 0x40, 0x00}, 7 + 64},
-        {"8111 bytes", 17, 0, {}, Bytes(8111, 0), {0xCC, 0xDD, 0x11, 0, 0xCF, 0xB0, 0x1F}, 7 + 8112},
-    };
+        {"8111 bytes", 17, 0, {}, Bytes(8111, 0), {0xCC, 0xDD, 0x11, 0, 0xCF, 0xB0, 0x1F}, 8119},
+    };  // clang-format on
     KeyBuf key;
     for (const auto& r : rows) {
         Bytes f;
-        ASSERT_EQ(0, BuildFrame(key.text, r.type, r.flag, r.opt.data(), r.opt.size(),
-                                r.body.data(), r.body.size(), &f))
+        ASSERT_EQ(0, BuildFrame(key.text, r.type, r.flag, r.opt.data(), r.opt.size(), r.body.data(),
+                                r.body.size(), &f))
             << r.name;
         ASSERT_EQ(r.size, f.size()) << r.name;
         EXPECT_EQ(r.head, Bytes(f.begin(), f.begin() + static_cast<long>(r.head.size()))) << r.name;
@@ -69,7 +70,8 @@ TEST(Encode, CipherMatchesTheCommandLineTool) {
     const Bytes plain16 = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
     const Bytes hello = {'h', 'e', 'l', 'l', 'o'};
     for (const char* k : {key.text, longKey.text}) {
-        for (const auto& r : {std::make_pair(plain16, kCipher16), std::make_pair(hello, kCipherHello)}) {
+        for (const auto& r :
+             {std::make_pair(plain16, kCipher16), std::make_pair(hello, kCipherHello)}) {
             Bytes out(32, 0);
             size_t outLen = 0;
             ASSERT_EQ(0, aes_encrypt(k, r.first.data(), out.data(), r.first.size(), &outLen));

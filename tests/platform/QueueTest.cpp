@@ -69,11 +69,12 @@ TEST_F(QueueTest, PushesHeldBytesAndFrames) {
         const char* name;
         std::vector<Step> steps;
     } rows[] = {
+        // clang-format off
         {"two frames in one push", {{both, 32, {20, 2}}}},
-        {"junk, keeping a last magic byte", {{{0x01, 0xDD, 0xCC, 0x02, 0xCC}, 1, {}}, {kAck, 7, {2}}}},
-        {"magic in the last two bytes", {{{0x00, 0x00, 0xCC, 0xDD}, 2, {}}, {{2, 0, 0, 0, 0}, 7, {2}}}},
+        {"junk, keeping a last magic", {{{0x01, 0xDD, 0xCC, 0x02, 0xCC}, 1, {}}, {kAck, 7, {2}}}},
+        {"magic at the end", {{{0x00, 0x00, 0xCC, 0xDD}, 2, {}}, {{2, 0, 0, 0, 0}, 7, {2}}}},
         {"short header", {{{0xCC, 0xDD, 0x02}, 3, {}}, {{0, 0, 0}, 6, {}}, {{0}, 7, {2}}}},
-    };
+    };  // clang-format on
     for (const auto& r : rows) {
         for (const Step& st : r.steps) {
             ASSERT_EQ(0, Push(st.push)) << r.name;
