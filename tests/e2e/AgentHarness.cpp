@@ -1,6 +1,6 @@
 #include "AgentHarness.h"
 
-#include <sstream>
+#include <map>
 
 namespace e2e {
 
@@ -9,31 +9,22 @@ AgentRun::~AgentRun() {
 }
 
 void AgentRun::Start(const AgentConfig& cfg) {
-    std::ostringstream conf;
-    conf << "[Dev]\nPIN=" << kPin << "\n[Protool]\nKEY=" << kKey << "\nSERVER1=" << cfg.server1
-         << "\nSERVER2=" << cfg.server2 << "\nPORT=" << cfg.port << "\n";
-    testsupport::WriteFile(dir_.File("plug.conf"), conf.str());
-    std::map<std::string, std::string> env = cfg.env;
-    env["PLUG_RUNTIME_DIR"] = dir_.path();
-    env["PLUG_TIME_SCALE"] = std::to_string(cfg.scale);
+    const std::string port = std::to_string(cfg.port);
+    testsupport::WriteFile(dir_.File("plug.conf"),
+                           std::string("[Dev]\nPIN=") + kPin + "\n[Protool]\nKEY=" + kKey +
+                               "\nSERVER1=127.0.0.1\nSERVER2=127.0.0.1\nPORT=" + port + "\n");
+    std::map<std::string, std::string> env = {{"PLUG_RUNTIME_DIR", dir_.path()},
+                                              {"PLUG_TIME_SCALE", std::to_string(cfg.scale)}};
 #ifdef PLUG_SDK_DEFAULT_STATE_FILE
     testsupport::WriteFile(dir_.File("router.json"),
                            testsupport::ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));
     env["PLUG_SDK_STATE"] = dir_.File("router.json");
     env["PLUG_SDK_CALL_LOG"] = dir_.File("sdk-calls.log");
 #endif
-    std::vector<std::string> argv{testsupport::AgentBinary(), "-f", dir_.File("plug.conf"), "-m",
-                                  "A1B2C3D4E5F6"};
-    if (cfg.debug) argv.insert(argv.begin() + 1, "-d");
-    child_ = std::make_unique<testsupport::Child>(argv, env, dir_.File("agent.log"), dir_.path());
-}
-
-std::string AgentRun::Log() const {
-    return testsupport::ReadFile(dir_.File("agent.log"));
-}
-
-std::string AgentRun::Status() const {
-    return testsupport::ReadFile(dir_.File("plugstatus"));
+    child_ = std::make_unique<testsupport::Child>(
+        std::vector<std::string>{testsupport::AgentBinary(), "-d", "-f", dir_.File("plug.conf"),
+                                 "-m", "A1B2C3D4E5F6"},
+        env, dir_.File("agent.log"), dir_.path());
 }
 
 size_t AgentRun::CountLog(const std::string& needle) const {
@@ -62,9 +53,7 @@ bool AgentRun::WaitExit(int timeoutMs, int* status) {
 
 bool AgentRun::Running() {
     int status = 0;
-    if (exited_) return false;
-    exited_ = child_->Wait(std::chrono::milliseconds(0), &status);
-    return !exited_;
+    return !exited_ && !(exited_ = child_->Wait(std::chrono::milliseconds(0), &status));
 }
 
 std::unique_ptr<psim::PlatformSim> StartSim(psim::SimSettings s) {
@@ -72,13 +61,6 @@ std::unique_ptr<psim::PlatformSim> StartSim(psim::SimSettings s) {
     auto sim = std::make_unique<psim::PlatformSim>(s);
     if (sim->Start() != 0) ADD_FAILURE() << "platform simulator did not start";
     return sim;
-}
-
-AgentConfig ConfigFor(const psim::PlatformSim& sim, double scale) {
-    AgentConfig cfg;
-    cfg.port = sim.RegPort();
-    cfg.scale = scale;
-    return cfg;
 }
 
 bool WaitLoggedIn(const psim::PlatformSim& sim, int timeoutMs) {

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
 #include <string>
 
@@ -24,24 +23,19 @@ inline int RealMs(double agentSeconds, double scale) {
 }
 
 struct AgentConfig {
-    std::string server1 = "127.0.0.1";  // no "com": test mode, a literal address
-    std::string server2 = "127.0.0.1";
-    int port = 6039;
+    int port = 6039;    // registration port on 127.0.0.1 (no "com" in the name: test mode)
     double scale = 10;  // PLUG_TIME_SCALE
-    bool debug = true;  // -d (debug logging and the agent's debug-only behaviour)
-    std::map<std::string, std::string> env;
 };
 
 class AgentRun {
 public:
-    AgentRun() = default;
     ~AgentRun();
     const testsupport::TempDir& dir() const { return dir_; }
-    // Writes plug.conf and the SDK state copy, and starts the agent with [-d] -f -m.
+    // Writes plug.conf and the SDK state copy, and starts the agent with -d -f -m.
     void Start(const AgentConfig& cfg);
-    std::string Log() const;
-    std::string Status() const;  // content of the status file, "" when absent
-    bool WaitStatus(const std::string& code, int timeoutMs) const;  // status file holds code
+    std::string Log() const { return testsupport::ReadFile(dir_.File("agent.log")); }
+    std::string Status() const { return testsupport::ReadFile(dir_.File("plugstatus")); }
+    bool WaitStatus(const std::string& code, int timeoutMs) const;  // code without the newline
     bool WaitLog(const std::string& needle, int timeoutMs) const;
     size_t CountLog(const std::string& needle) const;
     // Waits for the agent's end: true with its exit status.
@@ -57,8 +51,10 @@ private:
 // A simulator with the agent's key on ephemeral loopback ports, started.
 std::unique_ptr<psim::PlatformSim> StartSim(psim::SimSettings s = psim::SimSettings());
 
-// The agent configured for `sim`'s registration port in test mode.
-AgentConfig ConfigFor(const psim::PlatformSim& sim, double scale);
+// The agent configured for `sim`'s registration port.
+inline AgentConfig ConfigFor(const psim::PlatformSim& sim, double scale) {
+    return AgentConfig{sim.RegPort(), scale};
+}
 
 // Waits for the agent to be logged in: a login answer sent and the first heartbeat received.
 bool WaitLoggedIn(const psim::PlatformSim& sim, int timeoutMs);

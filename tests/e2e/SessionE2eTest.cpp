@@ -14,15 +14,12 @@ namespace {
 
 using psim::Bytes;
 
-Bytes Cat(std::initializer_list<Bytes> parts) {
+// The parts' bytes one after the other, text as its characters.
+Bytes Cat(std::initializer_list<std::string> parts) {
     Bytes out;
     for (const auto& p : parts)
         out.insert(out.end(), p.begin(), p.end());
     return out;
-}
-
-Bytes Text(const std::string& s) {
-    return Bytes(s.begin(), s.end());
 }
 
 TEST(SessionE2e, RegisterLoginRulesRequestAndHeartbeats) {
@@ -47,26 +44,24 @@ TEST(SessionE2e, RegisterLoginRulesRequestAndHeartbeats) {
     ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
 
     // PIN from plug.conf, serial number from the SDK, MAC from -m, token from the answer.
-    const Bytes mac = {0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6};
+    const std::string zeros(32, '\0');
     auto reg = sim->RxFrames(9).at(0).frame;
     EXPECT_EQ(reg.raw.typeByte, 0x29);
-    EXPECT_EQ(reg.raw.opt, Cat({Bytes(3, 0), Text(kPin)}));
-    EXPECT_EQ(reg.plain, Cat({Bytes{0, 0, 15}, Text(kSdkSerial), mac, Bytes(32, 0)}));
+    EXPECT_EQ(reg.raw.opt, Cat({zeros.substr(0, 3), kPin}));
+    EXPECT_EQ(reg.plain, Cat({{0, 0, 15}, kSdkSerial, "\xA1\xB2\xC3\xD4\xE5\xF6", zeros}));
     auto login = sim->RxFrames(10).at(0);
     EXPECT_EQ(login.server, psim::Listener::kLogin);
-    Bytes token = Text(s.token);
-    token.resize(32, 0);
-    EXPECT_EQ(login.frame.raw.opt, Cat({Text(kPin), token}));
+    EXPECT_EQ(login.frame.raw.opt, Cat({kPin, s.token, zeros.substr(s.token.size())}));
     auto rules = sim->RxFrames(17).at(0);
     EXPECT_EQ(rules.conn, login.conn);
-    EXPECT_EQ(rules.frame.plain, Cat({Bytes{0, 0, 13, 22, 0}, Text("{\"MAC\":\"A1B2C3D4E5F6\"}")}));
+    EXPECT_EQ(rules.frame.plain, Cat({{0, 0, 13, 22, 0}, "{\"MAC\":\"A1B2C3D4E5F6\"}"}));
 
     // Heartbeats every 20 s of agent time, each stamped with the agent's clock.
     ASSERT_TRUE(sim->WaitForLine("type=1 ", 4, RealMs(100, scale))) << agent.Log();
     auto beats = sim->RxFrames(1);
     for (size_t i = 1; i < beats.size(); ++i) {
-        uint32_t gap = GetLe32(beats[i].frame.raw.opt.data()) -
-                       GetLe32(beats[i - 1].frame.raw.opt.data());
+        uint32_t gap =
+            GetLe32(beats[i].frame.raw.opt.data()) - GetLe32(beats[i - 1].frame.raw.opt.data());
         EXPECT_GE(gap, 20u);
         EXPECT_LE(gap, 22u);
     }
@@ -98,10 +93,8 @@ TEST(SessionE2e, NothingListensTwelveFailedCyclesExitWith102) {
     socklen_t len = sizeof sa;
     ASSERT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa));
     getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len);
-    AgentConfig cfg;
-    cfg.port = ntohs(sa.sin_port) >= 2048 ? ntohs(sa.sin_port) : 6039;
     AgentRun agent;
-    agent.Start(cfg);
+    agent.Start(AgentConfig{ntohs(sa.sin_port)});
     int status = -1;
     bool exited = agent.WaitExit(60000, &status);
     close(fd);

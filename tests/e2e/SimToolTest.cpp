@@ -28,19 +28,15 @@ TEST(SimTool, PortsFileFifoCommandsAndQuit) {
     std::string ports = testsupport::ReadFile(dir.File("ports"));
     EXPECT_EQ(ports.rfind("reg=", 0), 0u) << ports;
     EXPECT_NE(ports.find("\nlogin="), std::string::npos) << ports;
-    Command(fifo, "set interval 5");
-    Command(fifo, "call 2");
-    Command(fifo, "bogus");
-    Command(fifo, "quit");
+    for (const char* line : {"set interval 5", "call 2", "bogus", "quit"})
+        Command(fifo, line);
     int status = -1;
     ASSERT_TRUE(sim.Wait(std::chrono::seconds(10), &status));
     EXPECT_EQ(status, 0);
     std::string text = testsupport::ReadFile(out);
-    EXPECT_NE(text.find("LISTEN reg=127.0.0.1:"), std::string::npos) << text;
-    EXPECT_NE(text.find("OK set interval"), std::string::npos) << text;
-    EXPECT_NE(text.find("ERR no connection for call"), std::string::npos) << text;
-    EXPECT_NE(text.find("ERR unknown command bogus"), std::string::npos) << text;
-    EXPECT_NE(text.find("OK quit"), std::string::npos) << text;
+    for (const char* want : {"LISTEN reg=127.0.0.1:", "OK set interval",
+                             "ERR no connection for call", "ERR unknown command bogus", "OK quit"})
+        EXPECT_NE(text.find(want), std::string::npos) << want << "\n" << text;
 }
 
 }  // namespace

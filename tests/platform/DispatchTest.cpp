@@ -17,29 +17,32 @@ namespace {
 using namespace testplatform;
 using testsupport::WaitUntil;
 
-// What the installed hooks saw, and what the function-call hook answers; all under gSeenMu,
-// since the hooks run on the response thread.
+// What the installed hooks saw, and what the function-call hook answers; under gSeenMu, since
+// the hooks run on the response thread.
+struct Seen {
+    Bytes req;
+    std::string text;
+    int type = -1;
+    int fnResult = 0;
+    Bytes fnAnswer;
+};
 std::mutex gSeenMu;
-Bytes gSeenReq;
-std::string gSeenText;
-int gSeenType = -1;
+Seen gSeen;
 std::atomic<int> gHookCalls{0};
-int gFnResult = 0;
-Bytes gFnAnswer;
 
 int RecordingFunctionCall(const uint8_t* req, size_t reqLen, uint8_t* ans, size_t* ansLen) {
     std::lock_guard<std::mutex> g(gSeenMu);
-    gSeenReq.assign(req, req + reqLen);
-    if (!gFnAnswer.empty()) memcpy(ans, gFnAnswer.data(), gFnAnswer.size());
-    *ansLen = gFnAnswer.size();
+    gSeen.req.assign(req, req + reqLen);
+    if (!gSeen.fnAnswer.empty()) memcpy(ans, gSeen.fnAnswer.data(), gSeen.fnAnswer.size());
+    *ansLen = gSeen.fnAnswer.size();
     ++gHookCalls;
-    return gFnResult;
+    return gSeen.fnResult;
 }
 
 int RecordingPlugData(uint8_t dataType, const char* data, size_t len) {
     std::lock_guard<std::mutex> g(gSeenMu);
-    gSeenType = dataType;
-    gSeenText.assign(data, len);
+    gSeen.type = dataType;
+    gSeen.text.assign(data, len);
     EXPECT_EQ('\0', data[len]);
     ++gHookCalls;
     return 4;
@@ -52,67 +55,69 @@ protected:
         gHookCalls = 0;
         {
             std::lock_guard<std::mutex> g(gSeenMu);
-            gFnResult = 0;
-            gFnAnswer.clear();
-            gSeenReq.clear();
-            gSeenText.clear();
-            gSeenType = -1;
+            gSeen = Seen();
         }
         Connect();
     }
 
-    // A reply frame read from the agent: type, result code, body (padding dropped).
-    struct Reply {
-        int type = -1;
-        int code = -1;
-        Bytes body;
-    };
-    Reply Next() {
+    // The next reply: its type, result code, and the data after the MAC (26) or the DataType
+    // (25), the whole body when `data` is empty. A function answer carries the call's DataType
+    // and the MAC.
+    void ExpectReply(int type, int code, const std::string& data) {
         DecodedFrame f;
-        Reply r;
-        if (!peer.Read(kKey, &f)) return r;
-        r.type = f.header.msgType;
-        r.code = f.opt.size() == 2 ? GetLe16(f.opt.data()) : -1;
-        r.body = f.body;
-        return r;
-    }
-    // Data of a reply with MAC (from body offset 11) or without (from 5).
-    static std::string DataOf(const Reply& r, size_t off) {
-        return r.body.size() >= off
-                   ? std::string(r.body.begin() + static_cast<long>(off), r.body.end())
-                   : std::string("<short>");
+        ASSERT_TRUE(peer.Read(kKey, &f));
+        EXPECT_EQ(type, f.header.msgType);
+        ASSERT_EQ(2u, f.opt.size());
+        EXPECT_EQ(code, GetLe16(f.opt.data()));
+        const size_t off = data.empty() ? 0 : type == 26 ? 11 : 5;
+        ASSERT_LE(off, f.body.size());
+        EXPECT_EQ(data, std::string(f.body.begin() + static_cast<long>(off), f.body.end()));
+        if (type == 26 && off) {
+            EXPECT_EQ(Bytes({9, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55}),
+                      Bytes(f.body.begin() + 2, f.body.begin() + 9));
+        }
     }
     // Sends a sentinel the agent always answers (checksum-broken plug-in data, DataType 0xEE)
     // and checks it is the next reply: nothing was sent in between.
     void ExpectNoReplyBeforeSentinel() {
-        Bytes s = MakeFrame(kKey, 18, {}, PlugBody(0xEE, 0, {}));
-        s[4] ^= 0xFF;
-        ASSERT_TRUE(peer.Send(s));
-        Reply r = Next();
-        EXPECT_EQ(25, r.type);
-        EXPECT_EQ(11, r.code);
-        EXPECT_TRUE(r.body.empty());
+        ASSERT_TRUE(peer.Send(BrokenPlug(0xEE)));
+        ExpectReply(25, 11, "");
     }
     void Deliver(const Bytes& f) { ASSERT_TRUE(peer.Send(f)); }
 };
 
 void SetAnswer(int result, const Bytes& answer) {
     std::lock_guard<std::mutex> g(gSeenMu);
-    gFnResult = result;
-    gFnAnswer = answer;
+    gSeen.fnResult = result;
+    gSeen.fnAnswer = answer;
 }
 
 Bytes Call(uint16_t tag, uint16_t id, size_t extra = 6) {
-    Bytes d = Le16(tag);
-    Bytes i = Le16(id);
-    d.insert(d.end(), i.begin(), i.end());
+    Bytes d = {uint8_t(tag), uint8_t(tag >> 8), uint8_t(id), uint8_t(id >> 8)};
     d.resize(4 + extra, 0);
     return d;
+}
+
+// A function call (DataType 9) whose length field is the data's size unless given.
+Bytes Fn(const Bytes& data, int lenField = -1) {
+    return MakeFrame(
+        kKey, 20, {},
+        CallBody(9, static_cast<uint16_t>(lenField < 0 ? data.size() : lenField), data));
+}
+
+Bytes Plug(uint8_t dataType, const std::string& text, const Bytes& opt = {}) {
+    return MakeFrame(kKey, 18, opt,
+                     PlugBody(dataType, static_cast<uint16_t>(text.size()), Text(text)));
 }
 
 Bytes Broken(Bytes f) {  // checksum no longer matches
     f[4] ^= 0x41;
     return f;
+}
+
+std::string HexText(const char* hex) {
+    Bytes b = testsupport::Hex(hex);
+    return std::string(b.begin(), b.end());
 }
 
 // The reply rules of function calls (type 20, answered with 26) and plug-in data (18, answered
@@ -133,7 +138,8 @@ TEST_F(Dispatch, ReplyRules) {
         int hookCalls;
         Bytes req = {};  // what the function-call hook got, when checked
     };
-    const std::string ab("\x01\x00\x05\x00\x00\x00\xAB", 7);
+    const Want parserError = {26, 0xFFFF, "parser error"};
+    const std::string ab = HexText("01 00 05 00 00 00 AB");
     Bytes trailing = CallBody(9, 12, Call(1, 5, 8));  // bytes beyond the length field
     trailing.insert(trailing.end(), {0xEE, 0xEE});
     Bytes type25 = MakeFrame(kKey, 25, {}, PlugBody(9, 1018, Bytes(1018, 'y')));
@@ -143,44 +149,34 @@ TEST_F(Dispatch, ReplyRules) {
     uint8_t cipher[32];
     size_t n = 0;
     ASSERT_EQ(0, aes_encrypt(gKeyText, padded.data(), cipher, padded.size(), &n));
-    Bytes overPadded = {0xCC, 0xDD, 0x14, 0x00, 0x00, 0x10, 0x00};
+    Bytes overPadded = testsupport::Hex("CC DD 14 00 00 10 00");
     overPadded.insert(overPadded.end(), cipher, cipher + 16);  // the first block only
     std::vector<Bytes> otherTypes;
     for (uint8_t t : {0, 1, 4, 9, 10, 17, 19, 21, 27, 31})
         otherTypes.push_back(MakeFrame(kKey, t, {1}, CallBody(1, 10, Call(1, 5))));
+    // clang-format off
     const Row rows[] = {
-        {"length 9", false, 0, {}, {MakeFrame(kKey, 20, {}, CallBody(9, 9, Bytes(9, 1)))},
-         {{26, 0, "length error"}}, 0},
-        {"no hook: unknown function, then parser error", false, 0, {},
-         {MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(0xBEEF, 5)))},
-         {{26, 0, std::string("\xEF\xBE\x05\x00\x07\x00", 6)}, {26, 0xFFFF, "parser error"}}, 0},
+        {"length 9", false, 0, {}, {Fn(Bytes(9, 1))}, {{26, 0, "length error"}}, 0},
+        {"no hook: unknown function, then parser error", false, 0, {}, {Fn(Call(0xBEEF, 5))},
+         {{26, 0, HexText("EF BE 05 00 07 00")}, parserError}, 0},
         {"no hook: IDs 0, 32767 and 65535 get only parser error", false, 0, {},
-         {MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 0))),
-          MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 32767))),
-          MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 0xFFFF)))},
-         {{26, 0xFFFF, "parser error"}, {26, 0xFFFF, "parser error"}, {26, 0xFFFF, "parser error"}},
-         0},
-        {"no hook: ID 32766 is unknown", false, 0, {},
-         {MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 32766)))},
-         {{26, 0, std::string("\x01\x00\xFE\x7F\x07\x00", 6)}, {26, 0xFFFF, "parser error"}}, 0},
+         {Fn(Call(1, 0)), Fn(Call(1, 32767)), Fn(Call(1, 0xFFFF))},
+         {parserError, parserError, parserError}, 0},
+        {"no hook: ID 32766 is unknown", false, 0, {}, {Fn(Call(1, 32766))},
+         {{26, 0, HexText("01 00 FE 7F 07 00")}, parserError}, 0},
         {"hook answer goes back", true, 0, Bytes(ab.begin(), ab.end()),
          {MakeFrame(kKey, 20, {}, trailing)}, {{26, 0, ab}}, 1, Call(1, 5, 8)},
         {"hook failure: answer, then parser error with the result's low 16 bits", true, 0x10003,
-         {1, 0, 5, 0, 1, 0}, {MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 5)))},
-         {{26, 0, std::string("\x01\x00\x05\x00\x01\x00", 6)}, {26, 3, "parser error"}}, 1},
-        {"hook success without answer", true, 0, {},
-         {MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 40)))}, {}, 1},
-        {"length field beyond the body", true, 0, {},
-         {MakeFrame(kKey, 20, {}, CallBody(9, 200, Call(1, 5)))}, {}, 0},
+         testsupport::Hex("01 00 05 00 01 00"), {Fn(Call(1, 5))},
+         {{26, 0, HexText("01 00 05 00 01 00")}, {26, 3, "parser error"}}, 1},
+        {"hook success without answer", true, 0, {}, {Fn(Call(1, 40))}, {}, 1},
+        {"length field beyond the body", true, 0, {}, {Fn(Call(1, 5), 200)}, {}, 0},
         {"checksum mismatch: code 11, no hook", true, 0, {},
-         {Broken(MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 5)))),
-          Broken(MakeFrame(kKey, 18, {}, PlugBody(2, 2, Text("{}"))))},
-         {{26, 11, ""}, {25, 11, ""}}, 0},
+         {Broken(Fn(Call(1, 5))), Broken(Plug(2, "{}"))}, {{26, 11, ""}, {25, 11, ""}}, 0},
         {"plug-in data: the hook's result", true, 0, {},
-         {MakeFrame(kKey, 18, {0x01}, PlugBody(9, 7, Text("{\"a\":1}")))},
-         {{25, 4, "{\"result\":4}"}}, 1},
+         {Plug(9, "{\"a\":1}", {0x01})}, {{25, 4, "{\"result\":4}"}}, 1},
         {"plug-in data without hook", false, 0, {},
-         {MakeFrame(kKey, 18, {}, PlugBody(77, 2, Text("{}")))}, {{25, 0xFFFF, "{\"result\":-1}"}}, 0},
+         {Plug(77, "{}")}, {{25, 0xFFFF, "{\"result\":-1}"}}, 0},
         {"type 25: no reply, no checksum test, at most 1018 bytes", true, 0, {},
          {MakeFrame(kKey, 25, {}, PlugBody(9, 1019, Bytes(1019, 'x'))), Broken(type25)}, {}, 1},
         {"type 26 from the platform is only logged", false, 0, {},
@@ -188,6 +184,7 @@ TEST_F(Dispatch, ReplyRules) {
         {"padding longer than the body", true, 0, {}, {overPadded}, {}, 0},
         {"other types are ignored", true, 0, {}, otherTypes, {}, 0},
     };
+    // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
         SetFunctionCallHandler(r.hooks ? RecordingFunctionCall : nullptr);
@@ -196,36 +193,24 @@ TEST_F(Dispatch, ReplyRules) {
         gHookCalls = 0;
         for (const Bytes& f : r.frames)
             Deliver(f);
-        for (const Want& w : r.replies) {
-            Reply got = Next();
-            EXPECT_EQ(w.type, got.type);
-            EXPECT_EQ(w.code, got.code);
-            if (w.data.empty()) {
-                EXPECT_TRUE(got.body.empty());
-            } else {
-                EXPECT_EQ(w.data, DataOf(got, w.type == 26 ? 11 : 5));
-            }
-            if (w.type == 26 && got.body.size() >= 9) {  // the call's DataType and the MAC
-                EXPECT_EQ(Bytes({9, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55}),
-                          Bytes(got.body.begin() + 2, got.body.begin() + 9));
-            }
-        }
+        for (const Want& w : r.replies)
+            ExpectReply(w.type, w.code, w.data);
         ExpectNoReplyBeforeSentinel();
         EXPECT_EQ(r.hookCalls, gHookCalls.load());
         std::lock_guard<std::mutex> g(gSeenMu);
         if (!r.req.empty()) {
-            EXPECT_EQ(r.req, gSeenReq);
+            EXPECT_EQ(r.req, gSeen.req);
         }
     }
     std::lock_guard<std::mutex> g(gSeenMu);
-    EXPECT_EQ(9, gSeenType);
-    EXPECT_EQ(std::string(1018, 'y'), gSeenText);
+    EXPECT_EQ(9, gSeen.type);
+    EXPECT_EQ(std::string(1018, 'y'), gSeen.text);
     EXPECT_TRUE(log.Contains("length field 200 exceeds the 10 received body bytes"));
     EXPECT_TRUE(log.Contains("MsgType 20: padding of 32 bytes exceeds the 16-byte body"));
 }
 
 TEST_F(Dispatch, CiphertextStartingFFFFEndsTheSession) {
-    Bytes f = {0xCC, 0xDD, 0x14, 0x00, 0x00, 0x10, 0x00, 0xFF, 0xFF};
+    Bytes f = testsupport::Hex("CC DD 14 00 00 10 00 FF FF");
     f.resize(7 + 16, 0);
     Deliver(f);
     ASSERT_TRUE(WaitUntil([] { return SessionEnded() == 1; }));
@@ -234,15 +219,11 @@ TEST_F(Dispatch, CiphertextStartingFFFFEndsTheSession) {
 
 TEST_F(Dispatch, RegisterThenLoginAnswerThenIgnored) {
     LogIn(false);
-    Bytes reg(72, 0);
-    memset(&reg[2], 0x5C, 32);
-    reg[34] = 10;
-    reg[35] = 1;
-    reg[36] = 2;
-    reg[37] = 3;
-    reg[38] = 0x39;  // port 0x1739 = 5945
-    reg[39] = 0x17;
-    memset(&reg[40], 0x7E, 32);
+    Bytes reg = {0, 0};
+    reg.resize(34, 0x5C);                                    // the token
+    for (uint8_t b : testsupport::Hex("0A 01 02 03 39 17"))  // 10.1.2.3, port 0x1739 = 5945
+        reg.push_back(b);
+    reg.resize(72, 0x7E);
     Deliver(MakeFrame(kKey, 11, {0, 0}, reg));
     ASSERT_TRUE(WaitUntil([] { return PlatformSession().Registered(); }));
     LoginTarget t = PlatformSession().Target();
@@ -266,12 +247,12 @@ TEST_F(Dispatch, RegisterThenLoginAnswerThenIgnored) {
 
 TEST_F(Dispatch, AnswersWithoutDataBlock) {
     LogIn(false);
-    Deliver({0xCC, 0xDD, 0x0B, 0x02, 0x05, 0x00, 0x00, 0x05, 0x00});
+    Deliver(testsupport::Hex("CC DD 0B 02 05 00 00 05 00"));
     ASSERT_TRUE(WaitUntil([this] { return log.Contains("regist ack error"); }));
     EXPECT_TRUE(log.Contains("optlen 2, error code = [5]"));
     EXPECT_FALSE(PlatformSession().Registered());
     PlatformSession().RegisterAnswer(LoginTarget());
-    Deliver({0xCC, 0xDD, 0x0B, 0x00, 0x00, 0x00, 0x00});
+    Deliver(testsupport::Hex("CC DD 0B 00 00 00 00"));
     ASSERT_TRUE(WaitUntil([] { return SessionEnded() == 1; }));
     EXPECT_TRUE(log.Contains("register ack error"));
 }
@@ -281,8 +262,7 @@ TEST_F(Dispatch, ShortDecryptedBodiesAreDroppedWithALogLine) {
     Deliver(MakeFrame(kKey, 11, {}, Bytes(20, 1)));  // register answer needs 72 bytes
     ASSERT_TRUE(WaitUntil([this] { return log.Contains("MsgType 11: decrypted"); }));
     LogIn(true);
-    Bytes tiny = {0xCC, 0xDD, 0x14, 0x00, 0x00, 0x05, 0x00, 1, 2, 3, 4, 5};  // no whole block
-    Deliver(tiny);
+    Deliver(testsupport::Hex("CC DD 14 00 00 05 00 01 02 03 04 05"));  // no whole block
     ExpectNoReplyBeforeSentinel();
     EXPECT_FALSE(PlatformSession().Registered());
     EXPECT_TRUE(log.Contains("MsgType 11: decrypted body of 32 bytes is shorter than 72"));
@@ -293,13 +273,13 @@ TEST_F(Dispatch, ShortDecryptedBodiesAreDroppedWithALogLine) {
 // no later frame is handled.
 TEST_F(Dispatch, ForcedDisconnectWritesStatus5AndEndsTheSessionForGood) {
     SetFunctionCallHandler(RecordingFunctionCall);
-    Deliver({0xCC, 0xDD, 0x03, 0x00, 0x00, 0x00, 0x00});
+    Deliver(testsupport::Hex("CC DD 03 00 00 00 00"));
     ASSERT_TRUE(WaitUntil([] { return SessionEnded() == kPlugFatal; }));
     EXPECT_EQ("005\n", Status());
     EXPECT_TRUE(log.Contains("force disconnect exit !!!!!"));
     EXPECT_TRUE(WaitUntil([this] { return log.Contains("exit at [CBHandle] "); }));
     EXPECT_EQ(0, mLogin.load());
-    Deliver(MakeFrame(kKey, 20, {}, CallBody(9, 10, Call(1, 5))));
+    Deliver(Fn(Call(1, 5)));
     peer.CloseConn();  // a lost link after it changes nothing either
     ASSERT_TRUE(WaitUntil([this] { return log.Contains("Close link."); }));
     EXPECT_EQ(0, gHookCalls.load());

@@ -41,31 +41,35 @@ bool FakePeer::Accept(int timeoutMs) {
     return connFd_ >= 0;
 }
 
+ssize_t FakePeer::Fill(int timeoutMs) {
+    struct pollfd p = {connFd_, POLLIN, 0};
+    if (connFd_ < 0 || poll(&p, 1, timeoutMs) != 1) return -1;
+    uint8_t buf[4096];
+    ssize_t n = recv(connFd_, buf, sizeof buf, 0);
+    if (n > 0) pending_.insert(pending_.end(), buf, buf + n);
+    return n;
+}
+
 Bytes FakePeer::ReadRaw(int timeoutMs) {
     for (;;) {
+        FrameHeader h;
         if (pending_.size() >= kFrameHeaderLen) {
-            FrameHeader h;
             if (ParseFrameHeader(pending_.data(), pending_.size(), &h) != 0) abort();
-            size_t total = kFrameHeaderLen + h.optLen + h.dataLen;
-            if (pending_.size() >= total) {
-                Bytes frame(pending_.begin(), pending_.begin() + static_cast<long>(total));
-                pending_.erase(pending_.begin(), pending_.begin() + static_cast<long>(total));
+            auto end = pending_.begin() + static_cast<long>(kFrameHeaderLen + h.optLen + h.dataLen);
+            if (end <= pending_.end()) {
+                Bytes frame(pending_.begin(), end);
+                pending_.erase(pending_.begin(), end);
                 return frame;
             }
         }
-        struct pollfd p = {connFd_, POLLIN, 0};
-        if (connFd_ < 0 || poll(&p, 1, timeoutMs) != 1) return {};
-        uint8_t buf[4096];
-        ssize_t n = recv(connFd_, buf, sizeof buf, 0);
-        if (n <= 0) return {};
-        pending_.insert(pending_.end(), buf, buf + n);
+        if (Fill(timeoutMs) <= 0) return {};
     }
 }
 
 bool FakePeer::Read(const char* key, DecodedFrame* f, int timeoutMs) {
     Bytes raw = ReadRaw(timeoutMs);
-    if (raw.empty()) return false;
-    return DecodeFrame(key, raw.data(), raw.size(), f) == static_cast<long>(raw.size());
+    return !raw.empty() &&
+           DecodeFrame(key, raw.data(), raw.size(), f) == static_cast<long>(raw.size());
 }
 
 bool FakePeer::Send(const Bytes& bytes) {
@@ -78,17 +82,12 @@ void FakePeer::SetRecvBuf(int bytes) {
 }
 
 bool FakePeer::ReadToEnd(Bytes* out, int timeoutMs) {
+    ssize_t n;
+    while ((n = Fill(timeoutMs)) > 0) {
+    }
     out->swap(pending_);
     pending_.clear();
-    for (;;) {
-        struct pollfd p = {connFd_, POLLIN, 0};
-        if (connFd_ < 0 || poll(&p, 1, timeoutMs) != 1) return false;
-        uint8_t buf[4096];
-        ssize_t n = recv(connFd_, buf, sizeof buf, 0);
-        if (n == 0) return true;
-        if (n < 0) return false;
-        out->insert(out->end(), buf, buf + n);
-    }
+    return n == 0;
 }
 
 void FakePeer::CloseConn() {

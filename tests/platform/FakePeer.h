@@ -2,6 +2,8 @@
 // frames read with the codec and raw bytes written.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -38,6 +40,8 @@ private:
     int connFd_ = -1;
     int port_ = 0;
     Bytes pending_;
+    // Adds what one recv() brings to pending_: the byte count, 0 on close, -1 on time-out.
+    ssize_t Fill(int timeoutMs);
 };
 
 // Builds a platform -> agent frame; aborts the test on failure.

@@ -22,29 +22,35 @@ namespace {
 using namespace testplatform;
 using testsupport::WaitUntil;
 
-// "Now" pinned to one second for the heartbeat's time field; the rest runs like ScaledClock.
-class PinnedNowClock : public ScaledClock {
-public:
-    PinnedNowClock(double scale, int64_t nowMs) : ScaledClock(scale), nowMs_(nowMs) {}
-    int64_t NowMs() override { return nowMs_; }
-
-private:
-    int64_t nowMs_;
+// "Now" pinned to 0x01020304 s for the heartbeat's time field; the rest runs like ScaledClock.
+struct PinnedNowClock : ScaledClock {
+    PinnedNowClock() : ScaledClock(kTimeScale) {}
+    int64_t NowMs() override { return 0x01020304LL * 1000; }
 };
 
 using Link = LinkFixture;
 
-TEST_F(Link, ServerInitRefusesASecondLinkAndLogsARefusedConnect) {
+// One link at a time; DeleteServer stops both threads and allows a new connection; a refused
+// connect is logged and keeps the run flag up until the reset.
+TEST_F(Link, ServerInitDeleteServerAndARefusedConnect) {
     Connect();
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("Client running."));
+    DeleteServer();
+    EXPECT_EQ(-1, SendHeartbeat());
+    EXPECT_TRUE(log.Contains("mTcpConnectServer->sendData error"));
+    FakePeer second;
+    ASSERT_EQ(0, ServerInit("127.0.0.1", second.port()));
+    ASSERT_TRUE(second.Accept());
+    EXPECT_EQ(0, SendHeartbeat());
+    EXPECT_EQ(11u, second.ReadRaw().size());
     DeleteServer();
     peer.CloseListener();
     log.Clear();
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("connect failed!......"));
     EXPECT_TRUE(log.Contains("SocketInit error"));
-    EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));  // the run flag stays until the reset
+    EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("Client running."));
     DeleteServer();
 }
@@ -105,17 +111,30 @@ TEST_F(Link, SlowReaderGetsWholeRepliesOrTheLinkEnds) {
 // Every sender's frame against bytes worked out by hand: the clear header and option block
 // as sent, and the plain body once decrypted.
 TEST_F(Link, SendersWriteTheDocumentedFrames) {
-    static PinnedNowClock pinned(kTimeScale, 0x01020304LL * 1000);  // threads may outlive the test
-    const uint8_t upMac[6] = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5};
+    static PinnedNowClock pinned;  // threads may outlive the test
+    using testsupport::Hex;
     // Register: PIN "12345678", SN "AB", the MAC; checksum 0x30 + 420 + 388 = 0x358.
-    Bytes regBody = {0, 0, 2, 'A', 'B', 0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+    Bytes regBody = Hex("00 00 02 41 42 00 11 22 33 44 55");
     regBody.resize(43, 0);
     // Login with a token of 32 x 0x01: option = PIN (12 bytes) + token; checksum
     // 0x20 + 420 + 32 + (2 + 7 + 1 + 0x36) = 0x224.
-    Bytes loginHead = {0xCC, 0xDD, 0x2A, 0x2C, 0x24, 0x20, 0x00, '1', '2', '3', '4', '5', '6', '7', '8', 0, 0, 0, 0};
+    Bytes loginHead = Hex("CC DD 2A 2C 24 20 00 31 32 33 34 35 36 37 38 00 00 00 00");
     loginHead.resize(7 + 44, 0x01);
     Bytes loginBody(19, 0);
     loginBody.insert(loginBody.end(), {2, 0, 0, 7, 1, 0x36});
+    auto login = [] {
+        LoginTarget target;
+        memset(target.token, 0x01, sizeof target.token);
+        PlatformSession().RegisterAnswer(target);
+        return LoginServer();
+    };
+    auto heartbeat = [] {
+        SetClock(&pinned);
+        return SendHeartbeat();
+    };
+    const uint8_t upMac[6] = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5};
+    const auto ok = reinterpret_cast<const uint8_t*>("ok");
+    const auto xyz = reinterpret_cast<const uint8_t*>("xyz");
     struct {
         const char* name;
         std::function<int()> send;
@@ -123,46 +142,31 @@ TEST_F(Link, SendersWriteTheDocumentedFrames) {
         Bytes body;  // plain, padding dropped
         size_t size;
     } rows[] = {
-        {"register", RegistSendMsg,
-         {0xCC, 0xDD, 0x29, 0x0F, 0x58, 0x30, 0x00, 0, 0, 0, '1', '2', '3', '4', '5', '6', '7', '8', 0, 0, 0, 0},
+        // clang-format off
+        {"register", RegistSendMsg, Hex("CC DD 29 0F 58 30 00 000000 3132333435363738 00000000"),
          regBody, 7 + 15 + 48},
-        {"login", [] {
-             LoginTarget target;
-             memset(target.token, 0x01, sizeof target.token);
-             PlatformSession().RegisterAnswer(target);
-             return LoginServer();
-         },
-         loginHead, loginBody, 7 + 44 + 32},
-        {"heartbeat at 0x01020304", [] {
-             SetClock(&pinned);
-             return SendHeartbeat();
-         },
-         {0xCC, 0xDD, 0x21, 0x04, 0x0A, 0x00, 0x00, 0x04, 0x03, 0x02, 0x01}, {}, 11},
+        {"login", login, loginHead, loginBody, 7 + 44 + 32},
+        {"heartbeat at 0x01020304", heartbeat, Hex("CC DD 21 04 0A 00 00 04 03 02 01"), {}, 11},
         {"empty reply with code 11", [] { return SendReplyData(11, nullptr, 0, 5, 0, nullptr); },
-         {0xCC, 0xDD, 0x19, 0x02, 0x0B, 0x00, 0x00, 0x0B, 0x00}, {}, 9},
-        {"reply with data and MAC", [] {
-             return SendReplyData(0x0102, reinterpret_cast<const uint8_t*>("ok"), 2, 7, 1, kMac);
-         },
-         {0xCC, 0xDD, 0x1A, 0x02, 0xF5, 0x10, 0x00, 0x02, 0x01},
-         {0, 0, 7, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 2, 0, 'o', 'k'}, 9 + 16},
-        {"upload with MAC", [&] {
-             return SendIpUpData(reinterpret_cast<const uint8_t*>("xyz"), 3, 39, 1, upMac);
-         },
-         {0xCC, 0xDD, 0x33, 0x00, 0x74, 0x10, 0x00},
-         {0, 0, 39, 0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 3, 0, 'x', 'y', 'z'}, 7 + 16},
-    };
+         Hex("CC DD 19 02 0B 00 00 0B 00"), {}, 9},
+        {"reply with data and MAC", [&] { return SendReplyData(0x0102, ok, 2, 7, 1, kMac); },
+         Hex("CC DD 1A 02 F5 10 00 02 01"), Hex("00 00 07 001122334455 02 00 6F 6B"), 9 + 16},
+        {"upload with MAC", [&] { return SendIpUpData(xyz, 3, 39, 1, upMac); },
+         Hex("CC DD 33 00 74 10 00"), Hex("00 00 27 A0A1A2A3A4A5 03 00 78 79 7A"), 7 + 16},
+    };  // clang-format on
     Connect(false);
     for (const auto& r : rows) {
+        SCOPED_TRACE(r.name);
         if (r.head[2] == 0x21) LogIn(true);  // from the heartbeat on, the session is logged in
-        ASSERT_EQ(0, r.send()) << r.name;
+        ASSERT_EQ(0, r.send());
         SetClock(&clock);
         Bytes raw = peer.ReadRaw();
-        ASSERT_EQ(r.size, raw.size()) << r.name;
-        EXPECT_EQ(r.head, Bytes(raw.begin(), raw.begin() + static_cast<long>(r.head.size()))) << r.name;
+        ASSERT_EQ(r.size, raw.size());
+        EXPECT_EQ(r.head, Bytes(raw.begin(), raw.begin() + static_cast<long>(r.head.size())));
         DecodedFrame f;
         ASSERT_EQ(static_cast<long>(raw.size()), DecodeFrame(kKey, raw.data(), raw.size(), &f));
-        EXPECT_TRUE(f.checksumOk) << r.name;
-        EXPECT_EQ(r.body, f.body) << r.name;
+        EXPECT_TRUE(f.checksumOk);
+        EXPECT_EQ(r.body, f.body);
     }
     EXPECT_EQ(-1, LoginServer());  // logged in
 }
@@ -192,8 +196,7 @@ TEST_F(Link, FramesAreHandledInArrivalOrder) {
     // its own DataType: the answers come back in order.
     Bytes all;
     for (int i = 0; i < 50; ++i) {
-        Bytes f = MakeFrame(kKey, 18, {}, PlugBody(static_cast<uint8_t>(i), 0, {}));
-        f[4] ^= 0xFF;
+        Bytes f = BrokenPlug(static_cast<uint8_t>(i));
         all.insert(all.end(), f.begin(), f.end());
     }
     ASSERT_TRUE(peer.Send(all));
@@ -219,22 +222,9 @@ TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
     DeleteServer();
 }
 
-TEST_F(Link, DeleteServerStopsBothThreadsAndAllowsANewConnection) {
-    Connect();
-    DeleteServer();
-    EXPECT_EQ(-1, SendHeartbeat());
-    EXPECT_TRUE(log.Contains("mTcpConnectServer->sendData error"));
-    FakePeer second;
-    ASSERT_EQ(0, ServerInit("127.0.0.1", second.port()));
-    ASSERT_TRUE(second.Accept());
-    EXPECT_EQ(0, SendHeartbeat());
-    EXPECT_EQ(11u, second.ReadRaw().size());
-}
-
 // Timed waits that never end on their own: a frame is handled only if queueing it wakes the
 // response thread.
-class NoTimeoutClock : public ScaledClock {
-public:
+struct NoTimeoutClock : ScaledClock {
     NoTimeoutClock() : ScaledClock(kTimeScale) {}
     bool WaitFor(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, int64_t,
                  const std::function<bool()>& pred) override {
@@ -247,8 +237,7 @@ TEST_F(Link, QueuedFrameWakesTheResponseThread) {
     static NoTimeoutClock untimed;  // outlives the threads that wait on it
     SetClock(&untimed);
     Connect();
-    Bytes f = MakeFrame(kKey, 18, {}, PlugBody(7, 0, {}));
-    f[4] ^= 0xFF;  // answered by the response thread with code 11
+    Bytes f = BrokenPlug(7);  // answered by the response thread with code 11
     ASSERT_TRUE(peer.Send(Bytes(f.begin(), f.begin() + 4)));
     ASSERT_TRUE(WaitUntil([] { return GetRecvQueue().Held() == 4; }));
     ASSERT_TRUE(peer.Send(Bytes(f.begin() + 4, f.end())));
@@ -277,7 +266,7 @@ TEST_F(Link, DescriptorsAbove1023AndZeroAreConnections) {
         if (!high) {
             EXPECT_EQ(0, getsockname(0, reinterpret_cast<struct sockaddr*>(&sa), &len));
         }
-        ASSERT_TRUE(peer.Send({0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00}));
+        ASSERT_TRUE(peer.Send(kHeartbeatAnswer));
         EXPECT_TRUE(WaitUntil([] { return PlatformSession().LastHeartbeatAnswer() != 0; }));
         EXPECT_EQ(0, SendHeartbeat());
         EXPECT_EQ(11u, peer.ReadRaw().size());

@@ -2,56 +2,46 @@
 // No socket, no thread, no clock.
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <sstream>
 
 #include "core/Globals.h"
 #include "platform/SessionState.h"
 
 namespace {
 
-// One step of a heartbeat history: at `t` seconds the heartbeat thread sent (S), an answer
-// came (A), another frame came (F) or the check thread looked (C).
-struct Step {
-    char what;
-    int64_t t;
-};
-
 struct CheckCase {
     const char* name;
     int interval;  // from the login answer
-    std::vector<Step> steps;
+    // At each "<what><t>", t in seconds: the heartbeat thread sent (S), an answer came (A),
+    // another frame came (F) or the check thread looked (C).
+    const char* steps;
     int64_t lostAt;  // time of the check that declares the session lost, -1 never
 };
 
 int64_t Replay(SessionState& s, const CheckCase& c) {
     s.Reset();
     s.LoginAnswer(c.interval);
-    for (const Step& st : c.steps) {
-        if (st.what == 'S') s.HeartbeatSent();
-        if (st.what == 'A') s.HeartbeatAnswer(st.t);
-        if (st.what == 'F') s.PlatformActivity();
-        if (st.what == 'C' && s.CheckHeartbeat(st.t)) return st.t;
+    std::istringstream in(c.steps);
+    char what;
+    int64_t t;
+    while (in >> what >> t) {
+        if (what == 'S') s.HeartbeatSent();
+        if (what == 'A') s.HeartbeatAnswer(t);
+        if (what == 'F') s.PlatformActivity();
+        if (what == 'C' && s.CheckHeartbeat(t)) return t;
     }
     return -1;
 }
 
 TEST(SessionState, HeartbeatCheck) {
     const CheckCase cases[] = {
-        {"never before the first answer", 20, {{'S', 0}, {'C', 10}, {'C', 500}}, -1},
+        {"never before the first answer", 20, "S0 C10 C500", -1},
         // Answered once at 1 s, then silence: lost at the first check more than 60 s later.
-        {"silent after one answer", 20,
-         {{'S', 0}, {'A', 1}, {'S', 20}, {'C', 30}, {'S', 40}, {'C', 60}, {'S', 60}, {'C', 61}, {'C', 62}},
-         62},
-        {"any frame since the last heartbeat keeps it",
-         20,
-         {{'A', 1}, {'S', 60}, {'F', 61}, {'C', 70}},
-         -1},
-        {"answers every period",
-         20,
-         {{'A', 1}, {'S', 20}, {'A', 21}, {'S', 40}, {'A', 41}, {'C', 90}},
-         -1},
-        {"a period of 5 is raised to 20", 5, {{'A', 1}, {'S', 20}, {'C', 61}, {'C', 62}}, 62},
-        {"a period of 60 allows 180 s", 60, {{'A', 1}, {'S', 60}, {'C', 181}, {'C', 182}}, 182},
+        {"silent after one answer", 20, "S0 A1 S20 C30 S40 C60 S60 C61 C62", 62},
+        {"any frame since the last heartbeat keeps it", 20, "A1 S60 F61 C70", -1},
+        {"answers every period", 20, "A1 S20 A21 S40 A41 C90", -1},
+        {"a period of 5 is raised to 20", 5, "A1 S20 C61 C62", 62},
+        {"a period of 60 allows 180 s", 60, "A1 S60 C181 C182", 182},
     };
     SessionState s;
     for (const auto& c : cases) {

@@ -3,6 +3,7 @@
 // in the end-to-end session test.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <thread>
 
 #include "LinkFixture.h"
@@ -14,61 +15,68 @@ namespace {
 using namespace testplatform;
 using testsupport::WaitUntil;
 
-using Session = LinkFixture;
-
 // A peer thread that is joined whatever way the test leaves.
-struct Joined {
-    template <typename F>
-    explicit Joined(F f) : t(f) {}
+struct Joined : std::thread {
+    using std::thread::thread;
     ~Joined() {
-        if (t.joinable()) t.join();
+        if (joinable()) join();
     }
-    void join() { t.join(); }
-    std::thread t;
+};
+
+class Session : public LinkFixture {
+protected:
+    // `start` connects to the peer, which reads one frame and never answers: it fails once at
+    // least `waitMs` of agent time passed, logging `failed`.
+    void ExpectUnansweredFailsAfter(const std::function<int()>& start, int64_t waitMs,
+                                    const char* failed) {
+        Joined platform([&] {
+            DecodedFrame f;
+            if (peer.Accept()) peer.Read(kKey, &f);
+        });
+        int64_t t0 = NowMs();
+        EXPECT_EQ(-1, start());
+        EXPECT_GE(NowMs() - t0, waitMs);
+        platform.join();
+        EXPECT_TRUE(log.Contains(failed));
+    }
 };
 
 TEST_F(Session, RegisterWithoutAnswerFailsAfterTenSecondsAndCloses) {
     regist_port = peer.port();
-    Joined platform([&] {
-        DecodedFrame f;
-        if (peer.Accept()) peer.Read(kKey, &f);
-    });
-    int64_t t0 = NowMs();
-    EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
-    int64_t waited = NowMs() - t0;
-    platform.join();
-    EXPECT_GE(waited, 10000);
-    EXPECT_TRUE(log.Contains("Register failed."));
+    ExpectUnansweredFailsAfter([] { return RegisterStart("127.0.0.1"); }, 10000,
+                               "Register failed.");
     EXPECT_EQ("101\n", Status());
     EXPECT_TRUE(peer.ReadRaw(2000).empty());  // the agent closed the connection
 }
 
-TEST_F(Session, RefusedRegisterWritesNoStatusAndLoginNeedsATarget) {
+TEST_F(Session, ReLoginWaitsFiveSecondsThenFails) {
+    LoginTarget target;
+    snprintf(target.server, sizeof target.server, "127.0.0.1");
+    target.port = peer.port();
+    PlatformSession().RegisterAnswer(target);
+    ExpectUnansweredFailsAfter(ReLogin, 5000, "login failed !");
+    EXPECT_TRUE(log.Contains("Re-login 127.0.0.1:"));
+}
+
+// Nothing listens: the identity comes from the SDK once, no status is written, and a login
+// without a registered target is refused.
+TEST_F(Session, RefusedRegisterAsksTheSdkForMacAndSerialOnceAndLoginNeedsATarget) {
+    memset(l_mac, 0, sizeof l_mac);
+    memset(gSN, 0, sizeof gSN);
     regist_port = peer.port();
     peer.CloseListener();
     EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
     EXPECT_TRUE(log.Contains("SocketInit error"));
     EXPECT_EQ("", Status());
-    EXPECT_EQ(-1, LoginStart());
-    EXPECT_TRUE(log.Contains("Login Server wrong !"));
-}
-
-TEST_F(Session, RegisterAskesTheSdkForMacAndSerialOnce) {
-    memset(l_mac, 0, sizeof l_mac);
-    memset(gSN, 0, sizeof gSN);
-    peer.CloseListener();
-    regist_port = 1;  // nothing listens: only the identity part runs
-    EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
     EXPECT_TRUE(log.Contains("ROUTER MAC: "));
     EXPECT_TRUE(log.Contains("SN: HR4G22120700318 LEN: 15"));
     EXPECT_STREQ("HR4G22120700318", gSN);
-    bool macSet = false;
-    for (uint8_t b : l_mac)
-        macSet = macSet || b != 0;
-    EXPECT_TRUE(macSet);
+    EXPECT_NE(0, l_mac[0] | l_mac[1] | l_mac[2] | l_mac[3] | l_mac[4] | l_mac[5]);
     log.Clear();
     EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
     EXPECT_FALSE(log.Contains("SN: "));
+    EXPECT_EQ(-1, LoginStart());
+    EXPECT_TRUE(log.Contains("Login Server wrong !"));
 }
 
 TEST_F(Session, EmptyPinOrKeyIsFatal) {
@@ -80,24 +88,6 @@ TEST_F(Session, EmptyPinOrKeyIsFatal) {
     gKeyText[0] = '\0';
     EXPECT_EQ(kPlugFatal, RegistSendMsg());
     EXPECT_TRUE(log.Contains("ERROR: KEY is empty, plese check your plug.conf!"));
-}
-
-TEST_F(Session, ReLoginWaitsFiveSecondsThenFails) {
-    LoginTarget target;
-    snprintf(target.server, sizeof target.server, "127.0.0.1");
-    target.port = peer.port();
-    PlatformSession().RegisterAnswer(target);
-    Joined platform([&] {
-        DecodedFrame f;
-        if (peer.Accept()) peer.Read(kKey, &f);
-    });
-    int64_t t0 = NowMs();
-    EXPECT_EQ(-1, ReLogin());
-    int64_t waited = NowMs() - t0;
-    platform.join();
-    EXPECT_GE(waited, 5000);
-    EXPECT_TRUE(log.Contains("Re-login 127.0.0.1:"));
-    EXPECT_TRUE(log.Contains("login failed !"));
 }
 
 // After a re-login the last heartbeat answer is still the lost session's: the new check thread
@@ -114,7 +104,7 @@ TEST_F(Session, CheckAfterReLoginWaitsOnePeriodBeforeItsFirstTest) {
         for (int i = 0; i < 3; ++i) {  // the rules request comes first
             Bytes frame = peer.ReadRaw();
             if (!frame.empty() && frame[2] == 0x21) {
-                peer.Send({0xCC, 0xDD, 0x02, 0, 0, 0, 0});
+                peer.Send(kHeartbeatAnswer);
                 return;
             }
         }
@@ -156,7 +146,7 @@ TEST_F(Session, FunctionCallOf59SecondsDoesNotStarveHeartbeatAnswers) {
             int type = raw.size() > 2 ? raw[2] & 31 : 0;
             if (type == 26) repliedAt = NowSec();
             if (type != 1) continue;
-            peer.Send({0xCC, 0xDD, 0x02, 0, 0, 0, 0});
+            peer.Send(kHeartbeatAnswer);
             if (called) continue;
             called = true;
             SleepMs(15000);
