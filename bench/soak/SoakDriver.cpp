@@ -7,7 +7,7 @@
 //     goes to a fixed outside address),
 //   - with faults on: each SDK function a row calls failing in turn while that row is called,
 //     a companion that reads a request and vanishes, a platform that sends half a frame and
-//     stops answering,
+//     stops answering, the status and traceroute files on /dev/full,
 // and samples again. Exit 1 when the agent died, a call got no answer, or descriptors or
 // threads differ, or Private_Dirty grew by more than 64 kB.
 //
@@ -28,6 +28,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <random>
@@ -117,15 +118,15 @@ Sample Settled(pid_t pid) {
     return a;
 }
 
-// Companion answer tag of function calls with no function answer of their own (0, 40, 81,
-// 84, 86): a call of ID 1 behind them shows they were handled, in order.
+// Function calls without a function answer of their own (0, 40, 81, 84, 86): the answer to a
+// call of ID 1 sent behind them shows they were handled (one thread handles calls in order).
 bool NoAnswer(uint16_t fid) {
     return fid == 0 || fid == 40 || fid == 81 || fid == 84 || fid == 86;
 }
 
 class Soak {
 public:
-    Soak(double scale) : scale_(scale) {}
+    explicit Soak(double scale) : scale_(scale) {}
     bool Start();
     bool Drop();
     bool CompanionCycle(bool ask);
@@ -136,8 +137,13 @@ public:
     std::set<std::string> SdkNames(uint16_t fid);
     bool CompanionVanishes();
     bool HalfFrameStall();
+    bool FullDisk();
     void ResetRouter() { WriteState(router_); }
-    bool Alive() { return agent_.Running(); }
+    // Alive: the process is there and not a zombie (not reaped here, so its end can be told).
+    bool Alive();
+    // Why the agent ended: its wait status, status file and the end of its log (-d with
+    // SOAK_DEBUG=1 in the environment).
+    void PrintEnd();
     pid_t Pid() const { return pid_; }
 
 private:
@@ -171,7 +177,7 @@ bool Soak::Start() {
         chmod((bin + "/" + tool).c_str(), 0755);
     }
     e2e::AgentConfig cfg = e2e::ConfigFor(*sim_, scale_);
-    cfg.debug = false;
+    cfg.debug = getenv("SOAK_DEBUG") != nullptr;
     cfg.env["PATH"] = bin + ":" + (getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin");
     agent_.Start(cfg);
     router_ = testsupport::ReadFile(agent_.dir().File("router.json"));
@@ -181,6 +187,22 @@ bool Soak::Start() {
                                                  "/children");
     pid_ = static_cast<pid_t>(strtol(children.c_str(), nullptr, 10));
     return pid_ > 0;
+}
+
+bool Soak::Alive() {
+    std::string stat = testsupport::ReadFile("/proc/" + std::to_string(pid_) + "/stat");
+    size_t p = stat.rfind(')');
+    return p != std::string::npos && p + 2 < stat.size() && stat[p + 2] != 'Z';
+}
+
+void Soak::PrintEnd() {
+    std::string stat = testsupport::ReadFile("/proc/" + std::to_string(pid_) + "/stat");
+    size_t p = stat.rfind(' ', stat.size() - 2);  // the last field: the wait status
+    fprintf(stderr, "agent wait status %s, status file \"%s\"\n",
+            p == std::string::npos ? "?" : stat.substr(p + 1, stat.size() - p - 2).c_str(),
+            agent_.Status().c_str());
+    std::string log = agent_.Log();
+    fprintf(stderr, "%s\n", log.substr(log.size() > 4000 ? log.size() - 4000 : 0).c_str());
 }
 
 bool Soak::Drop() {
@@ -381,6 +403,23 @@ bool Soak::HalfFrameStall() {
            code == 0;
 }
 
+// Runtime files the agent writes in place, pointed at /dev/full: every write fails with ENOSPC,
+// as on a full file system. The status file through a session end and re-login, the traceroute
+// output through a traceroute and its fetch; both must go on.
+bool Soak::FullDisk() {
+    std::string status = agent_.dir().File("plugstatus");
+    std::string trace = agent_.dir().File("tracerouteFile");
+    unlink(status.c_str());
+    unlink(trace.c_str());
+    uint16_t start = 1, fetch = 1;
+    bool ok = symlink("/dev/full", status.c_str()) == 0 &&
+              symlink("/dev/full", trace.c_str()) == 0 && Drop() &&
+              CallOnce(51, {127, 0, 0, 1}, &start) && start == 0 && CallOnce(52, {}, &fetch);
+    unlink(status.c_str());
+    unlink(trace.c_str());
+    return ok;
+}
+
 void Print(const char* what, const Sample& s) {
     printf("%-7s fds=%ld threads=%ld private_dirty=%ld kB\n", what, s.fds, s.threads, s.privateKb);
 }
@@ -402,7 +441,9 @@ int main(int argc, char** argv) {
     }
     auto step = [&](const char* what, bool ok) {
         if (ok && soak.Alive()) return true;
-        fprintf(stderr, "FAIL: %s%s\n", what, soak.Alive() ? "" : " (agent died)");
+        bool alive = soak.Alive();
+        fprintf(stderr, "FAIL: %s%s\n", what, alive ? "" : " (agent died)");
+        if (!alive) soak.PrintEnd();
         return false;
     };
     // Warm-up: every path runs once before the first sample.
@@ -410,27 +451,42 @@ int main(int argc, char** argv) {
               step("warm-up calls", soak.RandomCalls(180));
     if (ok && faults)
         ok = step("warm-up faults", soak.SdkFaults() && soak.CompanionVanishes() &&
-                                        soak.HalfFrameStall());
+                                        soak.HalfFrameStall() && soak.FullDisk());
     if (!ok) return 1;
     soak.ResetRouter();
     Sample before = Settled(soak.Pid());
     auto t1 = steady_clock::now();
-    for (size_t i = 0; i < drops && ok; ++i) ok = step("drop and re-login", soak.Drop());
-    for (size_t i = 0; i < reconnects && ok; ++i)
-        ok = step("companion connect", soak.CompanionCycle(i % 10 == 0));
-    ok = ok && step("function calls", soak.RandomCalls(calls));
-    if (ok && faults) {
-        ok = step("SDK failures", soak.SdkFaults()) &&
-             step("companion vanishing mid-request", soak.CompanionVanishes()) &&
-             step("half frame and stall", soak.HalfFrameStall());
-    }
+    // Each phase: its duration on one line, or false at its first failure.
+    auto phase = [&](const char* what, const std::function<bool()>& body) {
+        auto p0 = steady_clock::now();
+        if (!body()) return false;
+        printf("%-40s %.1f s\n", what, duration<double>(steady_clock::now() - p0).count());
+        return true;
+    };
+    ok = phase("platform drops and re-logins", [&] {
+        for (size_t i = 0; i < drops; ++i)
+            if (!step("drop and re-login", soak.Drop())) return false;
+        return true;
+    });
+    ok = ok && phase("companion connects and disconnects", [&] {
+        for (size_t i = 0; i < reconnects; ++i)
+            if (!step("companion connect", soak.CompanionCycle(i % 10 == 0))) return false;
+        return true;
+    });
+    ok = ok && phase("function calls", [&] { return step("function calls", soak.RandomCalls(calls)); });
+    ok = ok && (!faults || phase("fault injection", [&] {
+                    return step("SDK failures", soak.SdkFaults()) &&
+                           step("companion vanishing mid-request", soak.CompanionVanishes()) &&
+                           step("half frame and stall", soak.HalfFrameStall()) &&
+                           step("writes failing with ENOSPC", soak.FullDisk());
+                }));
     if (!ok) return 1;
     double run = duration<double>(steady_clock::now() - t1).count();
     // The router state grows with some settings (names of unknown devices, ROM update
     // requests); the same state as at the first sample keeps that out of the comparison.
     soak.ResetRouter();
     uint16_t code = 0;
-    ok = step("call after the run", soak.CallOnce(1, {}, &code) && code == 0);
+    bool answers = step("call after the run", soak.CallOnce(1, {}, &code) && code == 0);
     Sample after = Settled(soak.Pid());
     printf("drops=%zu reconnects=%zu calls=%zu faults=%s scale=%.0f run=%.1f s total=%.1f s\n",
            drops, reconnects, calls, faults ? "on" : "off", scale, run,
@@ -438,7 +494,7 @@ int main(int argc, char** argv) {
     Print("before", before);
     Print("after", after);
     bool grew = after.fds != before.fds || after.threads != before.threads ||
-                after.privateKb - before.privateKb > kMemToleranceKb || !soak.Alive();
+                after.privateKb - before.privateKb > kMemToleranceKb || !answers || !soak.Alive();
     printf("%s (tolerance: fds and threads equal, private memory +%ld kB)\n",
            grew ? "FAIL" : "PASS", kMemToleranceKb);
     return grew ? 1 : 0;
