@@ -45,7 +45,7 @@
 namespace {
 
 using namespace std::chrono;
-constexpr int kWaitMs = 20000;        // real-time bound of every single wait
+constexpr int kWaitMs = 20000;  // real-time bound of every single wait
 
 // What the agent sent, counted on the simulator's I/O thread.
 struct Watch {
@@ -90,7 +90,8 @@ long CountDir(const std::string& path) {
     DIR* d = opendir(path.c_str());
     if (!d) return -1;
     long n = 0;
-    while (dirent* e = readdir(d)) n += e->d_name[0] != '.';
+    while (dirent* e = readdir(d))
+        n += e->d_name[0] != '.';
     closedir(d);
     return n;
 }
@@ -101,7 +102,8 @@ Sample Take(pid_t pid) {
     std::ifstream in(p + "/smaps_rollup");
     std::string line;
     while (std::getline(in, line))
-        if (line.rfind("Private_Dirty:", 0) == 0) s.privateKb = strtol(line.c_str() + 14, nullptr, 10);
+        if (line.rfind("Private_Dirty:", 0) == 0)
+            s.privateKb = strtol(line.c_str() + 14, nullptr, 10);
     return s;
 }
 
@@ -183,8 +185,8 @@ bool Soak::Start() {
     router_ = testsupport::ReadFile(agent_.dir().File("router.json"));
     if (!watch_.Wait([this] { return watch_.loggedIn >= 1; })) return false;
     // The agent is the driver's only child.
-    std::string children = testsupport::ReadFile("/proc/self/task/" + std::to_string(getpid()) +
-                                                 "/children");
+    std::string children =
+        testsupport::ReadFile("/proc/self/task/" + std::to_string(getpid()) + "/children");
     pid_ = static_cast<pid_t>(strtol(children.c_str(), nullptr, 10));
     return pid_ > 0;
 }
@@ -271,7 +273,8 @@ bool Soak::RandomCalls(size_t n) {
         psim::Bytes p(rng_() % 300);
         // Half of the calls use small byte values, so indexes and switches hit real entries.
         uint32_t mask = rng_() % 2 ? 0xFF : 0x03;
-        for (auto& b : p) b = static_cast<uint8_t>(rng_() & mask);
+        for (auto& b : p)
+            b = static_cast<uint8_t>(rng_() & mask);
         uint16_t code = 0;
         ok = CallOnce(fid, p, &code);
         if (!ok) fprintf(stderr, "call %zu (function %u): no answer\n", i, fid);
@@ -302,7 +305,8 @@ std::set<std::string> Soak::SdkNames(uint16_t fid) {
         if (!CallOnce(fid, psim::Bytes(300, 0), &code)) return {};
         std::istringstream tail(testsupport::ReadFile(log).substr(at));
         std::set<std::string> seen;
-        for (std::string line; std::getline(tail, line);) seen.insert(line.substr(0, line.find(' ')));
+        for (std::string line; std::getline(tail, line);)
+            seen.insert(line.substr(0, line.find(' ')));
         if (round == 0) common = seen;
         for (auto it = common.begin(); it != common.end();)
             it = seen.count(*it) ? std::next(it) : common.erase(it);
@@ -407,8 +411,8 @@ bool Soak::HalfFrameStall() {
     sim_->Set("heartbeats", "0");
     sim_->SendRaw(psim::Bytes(f.begin(), f.begin() + static_cast<long>(f.size() / 2)));
     // The heartbeat check ends the silent session within a few heartbeat intervals.
-    bool ended = watch_.Wait([&] { return watch_.logins > logins; },
-                             e2e::RealMs(600, scale_) + kWaitMs);
+    bool ended =
+        watch_.Wait([&] { return watch_.logins > logins; }, e2e::RealMs(600, scale_) + kWaitMs);
     sim_->Set("heartbeats", "-1");
     if (!ended) return false;
     uint16_t code = 1;
@@ -461,7 +465,8 @@ int main(int argc, char** argv) {
         return false;
     };
     // Warm-up: every path runs once before the first sample.
-    bool ok = step("warm-up drop", soak.Drop()) && step("warm-up companion", soak.CompanionCycle(true)) &&
+    bool ok = step("warm-up drop", soak.Drop()) &&
+              step("warm-up companion", soak.CompanionCycle(true)) &&
               step("warm-up calls", soak.RandomCalls(180));
     if (ok && faults)
         ok = step("warm-up faults", soak.SdkFaults() && soak.CompanionVanishes() &&
@@ -483,17 +488,18 @@ int main(int argc, char** argv) {
         return true;
     });
     ok = ok && phase("companion connects and disconnects", [&] {
-        for (size_t i = 0; i < reconnects; ++i)
-            if (!step("companion connect", soak.CompanionCycle(i % 10 == 0))) return false;
-        return true;
-    });
-    ok = ok && phase("function calls", [&] { return step("function calls", soak.RandomCalls(calls)); });
+             for (size_t i = 0; i < reconnects; ++i)
+                 if (!step("companion connect", soak.CompanionCycle(i % 10 == 0))) return false;
+             return true;
+         });
+    ok = ok &&
+         phase("function calls", [&] { return step("function calls", soak.RandomCalls(calls)); });
     ok = ok && (!faults || phase("fault injection", [&] {
-                    return step("SDK failures", soak.SdkFaults()) &&
-                           step("companion vanishing mid-request", soak.CompanionVanishes()) &&
-                           step("half frame and stall", soak.HalfFrameStall()) &&
-                           step("writes failing with ENOSPC", soak.FullDisk());
-                }));
+             return step("SDK failures", soak.SdkFaults()) &&
+                    step("companion vanishing mid-request", soak.CompanionVanishes()) &&
+                    step("half frame and stall", soak.HalfFrameStall()) &&
+                    step("writes failing with ENOSPC", soak.FullDisk());
+         }));
     if (!ok) return 1;
     double run = duration<double>(steady_clock::now() - t1).count();
     // The router state grows with some settings (names of unknown devices, ROM update
