@@ -516,7 +516,8 @@ int main(int argc, char** argv) {
     bool grew = after.fds != before.fds || after.threads != before.threads ||
                 (memKb >= 0 && after.privateKb - before.privateKb > memKb) || !answers ||
                 !soak.Alive();
-    printf("%s (tolerance: fds and threads equal, private memory %s%ld kB)\n",
-           grew ? "FAIL" : "PASS", memKb >= 0 ? "+" : "not checked, ", memKb >= 0 ? memKb : 0L);
+    std::string mem = memKb >= 0 ? "+" + std::to_string(memKb) + " kB" : "not checked";
+    printf("%s (tolerance: fds and threads equal, private memory %s)\n", grew ? "FAIL" : "PASS",
+           mem.c_str());
     return grew ? 1 : 0;
 }
