@@ -22,6 +22,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -147,14 +148,22 @@ public:
     // SOAK_DEBUG=1 in the environment).
     void PrintEnd();
     pid_t Pid() const { return pid_; }
+    // A sanitizer report on the agent's standard error (which holds nothing else without -d).
+    bool SanitizerReport() {
+        std::string log = agent_.Log();
+        size_t at = std::min(log.find("Sanitizer"), log.find("runtime error:"));
+        if (at != std::string::npos) fprintf(stderr, "%s\n", log.substr(at, 4000).c_str());
+        return at != std::string::npos;
+    }
 
 private:
     void WriteState(const std::string& text);
     std::string Sock() const { return agent_.dir().File("CommServer"); }
 
     double scale_;
-    std::unique_ptr<psim::PlatformSim> sim_;
+    // In this order: the agent ends first, then the simulator's thread, which calls the watch.
     Watch watch_;
+    std::unique_ptr<psim::PlatformSim> sim_;
     e2e::AgentRun agent_;
     std::string router_;  // the router state the run started with
     pid_t pid_ = -1;
@@ -515,7 +524,7 @@ int main(int argc, char** argv) {
     Print("after", after);
     bool grew = after.fds != before.fds || after.threads != before.threads ||
                 (memKb >= 0 && after.privateKb - before.privateKb > memKb) || !answers ||
-                !soak.Alive();
+                !soak.Alive() || soak.SanitizerReport();
     std::string mem = memKb >= 0 ? "+" + std::to_string(memKb) + " kB" : "not checked";
     printf("%s (tolerance: fds and threads equal, private memory %s)\n", grew ? "FAIL" : "PASS",
            mem.c_str());
