@@ -60,12 +60,11 @@ struct Watch {
         uint8_t t = f.raw.MsgType();
         if (t == 10) ++logins;
         if (t == 1) loggedIn = logins;
-        psim::SimEvent e;
-        e.isRxFrame = true;
-        e.frame = f;
-        e2e::Reply r;
-        if (e2e::ParseReply(e, &r) && r.msgType == 26 && r.data.size() >= 6)
-            answers[GetLe16(&r.data[0])] = {GetLe16(&r.data[2]), GetLe16(&r.data[4])};
+        // A function-call reply: the answer (tag, function ID, result) follows the 11-byte
+        // head of the decrypted body, whose bytes 9-10 give its length.
+        const std::vector<uint8_t>& p = f.plain;
+        if (t == 26 && p.size() >= 17 && GetLe16(&p[9]) >= 6)
+            answers[GetLe16(&p[11])] = {GetLe16(&p[13]), GetLe16(&p[15])};
         cv.notify_all();
         return t == 26;  // answers are not recorded: a long run would keep every one
     }

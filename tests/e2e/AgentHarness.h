@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <string>
 
@@ -25,13 +26,15 @@ inline int RealMs(double agentSeconds, double scale) {
 struct AgentConfig {
     int port = 6039;    // registration port on 127.0.0.1 (no "com" in the name: test mode)
     double scale = 10;  // PLUG_TIME_SCALE
+    bool debug = true;  // -d: every log line to agent.log
+    std::map<std::string, std::string> env = {};  // added to the agent's environment
 };
 
 class AgentRun {
 public:
     ~AgentRun();
     const testsupport::TempDir& dir() const { return dir_; }
-    // Writes plug.conf and the SDK state copy, and starts the agent with -d -f -m.
+    // Writes plug.conf and the SDK state copy, and starts the agent with [-d] -f -m.
     void Start(const AgentConfig& cfg);
     std::string Log() const { return testsupport::ReadFile(dir_.File("agent.log")); }
     std::string Status() const { return testsupport::ReadFile(dir_.File("plugstatus")); }
