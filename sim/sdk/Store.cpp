@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "JsonFields.h"
+#include "SimControl.h"
 
 namespace sdksim {
 namespace {
@@ -218,3 +219,8 @@ std::string LogMac(const uint8_t* mac) {
 }
 
 }  // namespace sdksim
+
+void RouterSdkSimReset(void) {
+    std::lock_guard<std::mutex> lock(sdksim::g_mutex);
+    sdksim::g_source = sdksim::Source();
+}
