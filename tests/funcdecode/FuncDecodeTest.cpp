@@ -154,6 +154,8 @@ TEST(Encode, CallLines) {
         {"45 dns2=8.8.4.4 dns1=192.168.1.1", Hex("C0 A8 01 01 08 08 04 04")},
         {"87 json=  {\"b\":2}  ", Hex("07 00 7B 22 62 22 3A 32 7D")},
         {"9999 hex=DEADbeef", Hex("DE AD BE EF")},
+        {"57 md5=" + std::string(32, 'd') + " url=u",
+         fntest::Image(35).Text(0, std::string(32, 'd')).Text(33, "u").bytes},
         {name64.substr(0, name64.size() - 1), name63},
         {json1024.substr(0, 9) + json1024.substr(10), json1023},
         {"65536", {}, "function ID \"65536\" is not a number from 0 to 65535"},
@@ -162,6 +164,7 @@ TEST(Encode, CallLines) {
         {"15 index=65536 on=1", {}, "bad value index=\"65536\", expected index=<0-65535>"},
         {"46 name=" + std::string(32, 'n'), {}, "expected name=<text, at most 31>"},
         {name64, {}, "bad value name"},
+        {"57 md5=" + std::string(33, 'd') + " url=u", {}, "bad value md5"},
         {json1024, {}, "bad value json"},
         {"45 dns1=8.8.8.8 dns1=8.8.4.4", {}, "argument \"dns1\" given twice"},
         {"37 mac=AA:BB:CC:00:11:22 name=\"open", {}, "argument \"name\": missing closing quote"},
@@ -175,7 +178,7 @@ TEST(Encode, CallLines) {
         std::string error;
         EXPECT_EQ(c.error ? -1 : 0, EncodeCallLine(c.line, &id, &params, &error)) << c.line;
         EXPECT_EQ(c.error ? Bytes{0xEE} : c.params, params) << c.line;
-        EXPECT_TRUE(!c.error || error.find(c.error) != std::string::npos) << c.line << ": " << error;
+        EXPECT_TRUE(!c.error || error.find(c.error) != std::string::npos) << c.line << " " << error;
     }
 }
 
