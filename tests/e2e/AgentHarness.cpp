@@ -1,7 +1,5 @@
 #include "AgentHarness.h"
 
-#include <map>
-
 namespace e2e {
 
 AgentRun::~AgentRun() {

@@ -87,7 +87,6 @@ TEST(BadInputE2e, DeafLinkInputsThenASlowReader) {
     }
     EXPECT_EQ(0u, cutter.TakeSkipped());
     EXPECT_GT(answers, 0u);
-    // The agent lives on and logs in again.
     EXPECT_TRUE(sim->WaitForLine("login-answer type=11", 2, RealMs(60, 10) + 5000)) << agent.Log();
     EXPECT_TRUE(agent.Running());
 }

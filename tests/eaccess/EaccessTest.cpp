@@ -104,7 +104,6 @@ TEST(Eaccess, OnePassTouchesOnlyDevicesWhoseStateMustChange) {
         int runMode;
         std::string setter;  // "access=.. mode=.." of the one set_dev_access_control call
     } cases[] = {
-        {"inside a period", phone, "3", "10:00", "10:05", 25, 1, "access=0 mode=1"},
         {"test mode leaves the mode flag", phone, "3", "10:00", "10:05", 25, 0, "access=0 mode=0"},
         {"outside its periods a blocked device is let in", tablet, "3", "11:00", "12:00", 25, 1,
          "access=1 mode=1"},

