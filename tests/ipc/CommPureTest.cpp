@@ -145,24 +145,18 @@ TEST(RelayTest, Function81HasNoLengthAndReversesItsCounters) {
 
 TEST(Fn89Test, TypeRules) {
     CommAutoReportReset();
-    LogCapture log;
     const uint8_t a[] = {1, 5}, b[] = {1, 2, 3}, t2[] = {2}, t3[] = {3}, t9[] = {9};
     EXPECT_EQ(CommCheck89(a, sizeof a, 1000), 0);
     EXPECT_EQ(CommCheck89(a, sizeof a, 1003), -1);  // 3 s later, content differs
     EXPECT_EQ(CommCheck89(b, sizeof b, 1103), -1);  // 100 s later, same byte sum (6)
     EXPECT_EQ(CommCheck89(b, sizeof b, 1233), 0);   // 130 s later
-    EXPECT_EQ(log.Count("ERROR: type1 report error!"), 2u);
-    EXPECT_TRUE(log.Contains("Type1 report interval: 3 seconds!"));
     EXPECT_EQ(CommCheck89(t2, 1, 2000), 0);
     EXPECT_EQ(CommCheck89(t2, 1, 3000), -1);
     EXPECT_EQ(CommCheck89(t2, 1, 4200), 0);  // 1200 s after the dropped one
-    EXPECT_TRUE(log.Contains("ERROR: type2 report error!"));
     EXPECT_EQ(CommCheck89(t3, 1, 100), 0);
     EXPECT_EQ(CommCheck89(t3, 1, 140), -1);
     EXPECT_EQ(CommCheck89(t3, 1, 200), 0);
-    EXPECT_TRUE(log.Contains("ERROR: type3 report error!"));
     EXPECT_EQ(CommCheck89(t9, 1, 5000), -1);
-    EXPECT_TRUE(log.Contains("ERROR: type error!"));
 }
 
 // The texts relayed to the platform: plug-in state and firmware update results.
