@@ -270,8 +270,6 @@ TEST(CommServerLifecycleTest, BindFailureEndsOnlyTheAcceptThread) {
     PathsRelocate("");
 }
 
-using RequestTest = CommServerTest;
-
 const std::string kAutoText = "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}";
 const std::string kAutoSent = kAutoText.substr(0, kAutoText.size() - 1) +
                               ",\"serverDiff\":0,\"dayReportTime\":\"0.000000\","
@@ -282,7 +280,7 @@ const std::string kAutoSent = kAutoText.substr(0, kAutoText.size() - 1) +
 // then the data.
 struct RowCase { FnHandler fn; uint16_t id; Bytes params, sent, answer; const char *out, *log; };
 
-TEST_F(RequestTest, FunctionRowsFramesAndAnswers) {
+TEST_F(CommServerTest, FunctionRowsFramesAndAnswers) {
     const Bytes q{'i'}, autoParams = Cat({static_cast<uint8_t>(kAutoText.size()), 0}, kAutoText);
     const RowCase rows[] = {
         {Fn70GetWifiFreqband, 70, {2}, {2}, {0, 5}, "00 00 05", ""},
@@ -325,7 +323,7 @@ TEST_F(RequestTest, FunctionRowsFramesAndAnswers) {
 }
 
 // The WAN record goes out with its IPv4 fields (32-bit, from offset 205) reversed.
-TEST_F(RequestTest, WanRecordIpv4FieldsAreReversed) {
+TEST_F(CommServerTest, WanRecordIpv4FieldsAreReversed) {
     Bytes record(228), sent;
     std::iota(record.begin(), record.end(), 0);
     EXPECT_EQ(Row(Fn82SetWanCfg, 82, record, 14 + 228, Answer(82, {0}), &sent), Hex("00 00"));
@@ -336,7 +334,7 @@ TEST_F(RequestTest, WanRecordIpv4FieldsAreReversed) {
 
 // While a request waits, a report and an answer to another function ID are handled as what they
 // are: neither ends the wait nor touches rxData. A non-zero status hands back no data.
-TEST_F(RequestTest, OnlyTheAnswerToTheAwaitedIdEndsTheWait) {
+TEST_F(CommServerTest, OnlyTheAnswerToTheAwaitedIdEndsTheWait) {
     Exchange(
         c, [] { ComF_get_mesh_topology(); }, 15, Answer(78, {0, 'A', 'B', 'C'}));
     uint8_t mesh = 0;
@@ -356,7 +354,7 @@ TEST_F(RequestTest, OnlyTheAnswerToTheAwaitedIdEndsTheWait) {
     EXPECT_EQ(Bytes(rx, rx + 7), (Bytes{0x05, 0x04, 0x00, 'A', 'B', 'C', 0x00}));
 }
 
-TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
+TEST_F(CommServerTest, PluginStateAutoReportConfigurationAndCalibration) {
     unsigned ret = 99;
     Bytes sent = Exchange(c, [&] { ret = ComF_send_pluginstate(); }, 14 + kOnline.size(), {});
     EXPECT_EQ(ret, 0u);
@@ -374,8 +372,6 @@ TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
         EXPECT_TRUE(log.Contains("DEBUG: get auto report config info success."));
     }
     // Calibration goes out without waiting for an answer.
-    const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
-    SetRouteMac(mac);
     Bytes payload = Cat({0}, std::string("{\"referNum\":1000,\"interval1\":1,\"interval2\":0,"
                                          "\"interval3\":0}"));
     Comm_get_88Conf(payload.data(), payload.size());
@@ -390,7 +386,7 @@ TEST_F(RequestTest, PluginStateAutoReportConfigurationAndCalibration) {
 }
 
 // Requests wait 10 s, or 60 s for the neighbour list, in ticks of 50 ms capped at 60 s.
-TEST_F(RequestTest, TimeOutsTenAndSixtySeconds) {
+TEST_F(CommServerTest, TimeOutsTenAndSixtySeconds) {
     Accelerate(50);  // 10 s in 200 ms, 60 s in 1.2 s
     uint8_t mesh = 0;
     auto t0 = std::chrono::steady_clock::now();
