@@ -348,7 +348,6 @@ TEST_F(CommServerTest, OnlyTheAnswerToTheAwaitedIdEndsTheWait) {
     EXPECT_EQ(mesh, 0);
     EXPECT_TRUE(log.Contains("Type3 report interval"));
     EXPECT_TRUE(log.Contains("Answer 78 without a request, dropped."));
-    EXPECT_FALSE(log.Contains("ERROR: request timeout!"));
     uint8_t rx[7];
     CommRxDataCopy(rx, sizeof rx);
     EXPECT_EQ(Bytes(rx, rx + 7), (Bytes{0x05, 0x04, 0x00, 'A', 'B', 'C', 0x00}));
@@ -395,7 +394,6 @@ TEST_F(CommServerTest, TimeOutsTenAndSixtySeconds) {
     t0 = std::chrono::steady_clock::now();
     EXPECT_EQ(ComF_get_adj_wifi_info(), 1u);
     auto longWait = std::chrono::steady_clock::now() - t0;
-    EXPECT_EQ(log.Count("ERROR: request timeout!"), 2u);
     EXPECT_GE(shortWait, std::chrono::milliseconds(190));
     EXPECT_GE(longWait, std::chrono::milliseconds(1190));
 }
@@ -403,7 +401,6 @@ TEST_F(CommServerTest, TimeOutsTenAndSixtySeconds) {
 TEST(RouteWaitTest, TicksOfFiftyMillisecondsCappedAtSixtySeconds) {
     ManualClock clock;
     SetClock(&clock);
-    LogCapture log;
     EXPECT_EQ(Route_Wait(0), 0);
     EXPECT_EQ(clock.SleptMs(), 0);
     EXPECT_EQ(Route_Wait(200), -1);
@@ -411,7 +408,6 @@ TEST(RouteWaitTest, TicksOfFiftyMillisecondsCappedAtSixtySeconds) {
     EXPECT_EQ(Route_Wait(5000), -1);
     EXPECT_EQ(clock.SleptMs(), 10000 + 60000);
     SetClock(nullptr);
-    EXPECT_EQ(log.Count("ERROR: request timeout!"), 2u);
 }
 
 }  // namespace
