@@ -81,20 +81,15 @@ TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
         CommFrameView v;
         return CommAcceptFrame(slot.data(), f.size(), slot.size(), rxSeq, &v);
     };
-    LogCapture log;
     EXPECT_EQ(accept(CompanionFrame(73, 1, {}, 0, 0)), kCommBadLength);
-    EXPECT_TRUE(log.Contains("Receive length error, length is 14"));
     EXPECT_EQ(accept(CompanionFrame(73, 1, {0}, 1, 0)), kCommAccepted);
     EXPECT_EQ(accept(CompanionFrame(73, 1, {7}, 1, 7)), kCommBadSequence);
-    EXPECT_TRUE(log.Contains("Receive  sequence error."));
     EXPECT_EQ(accept(CompanionFrame(73, 2, {7}, 1, 9)), kCommBadChecksum);
-    EXPECT_TRUE(log.Contains("Receive  checkSum error."));
     EXPECT_EQ(rxSeq.load(), 2u);  // used up by the frame that failed its checksum
     EXPECT_EQ(accept(CompanionFrame(73, 1, {7}, 1, 7)), kCommAccepted);
     Bytes bad = CompanionFrame(73, 3, {1}, 1, 1);
     bad[1] = 0x5B;
     EXPECT_EQ(accept(bad), kCommBadHead);
-    EXPECT_TRUE(log.Contains("Receive head error."));
     // The checksum runs over the frame's own length field, not the bytes received.
     EXPECT_EQ(accept(CompanionFrame(73, 4, {5, 6, 7}, 1, 5)), kCommAccepted);
     EXPECT_EQ(accept(CompanionFrame(73, 5, {5, 6, 7}, 3, 5)), kCommBadChecksum);
@@ -106,7 +101,6 @@ TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
     memcpy(slot.data(), f.data(), f.size());
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8100, slot.size(), rxSeq, nullptr), kCommAccepted);
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8101, slot.size(), rxSeq, nullptr), kCommBadLength);
-    EXPECT_TRUE(log.Contains("Receive length error, length is 8101"));
 }
 
 // What an answer stores and keeps is checked over the socket; here the bound on its size.
