@@ -105,13 +105,11 @@ TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
 
 // What an answer stores and keeps is checked over the socket; here the bound on its size.
 TEST(CommFuncRecvTest, AnswerOverFourThousandBytesIsRefused) {
-    LogCapture log;
     Bytes big(4001, 0);
     CommFuncRecv(big.data(), big.size());
     uint8_t rx[1];
     CommRxDataCopy(rx, 1);
-    EXPECT_EQ(rx[0], 1);
-    EXPECT_TRUE(log.Contains("ERROR: receive data too large!"));
+    EXPECT_EQ(rx[0], 1);  // the status of a refused answer
 }
 
 // The prefixed relay's bytes are checked against the platform peer; here its bound.
