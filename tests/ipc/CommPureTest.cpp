@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -37,26 +38,23 @@ void Conf(uint8_t status, const std::string& json) {
     Comm_get_88Conf(p.data(), p.size());
 }
 
-TEST(CommBuildCmdTest, FramesWrittenByHand) {
-    struct Case { int id; uint32_t seq; Bytes payload; size_t len; const char* frame; } cases[] = {
-        {73, 1, {}, 0, "5A5A 4900 01000000 01000000 6900 69"},
-        {1, 7, {}, 0, "5A5A 0100 07000000 00000000 0000"},
-        {76, 2, {3, 60}, 2, "5A5A 4C00 02000000 02000000 3F00 03 3C"},
-        {5, 3, {0xFF, 0xFF}, 0, "5A5A 0500 03000000 02000000 FE01 FF FF"},  // always two bytes
-        {997, 0x01020304, {}, 0, "5A5A E503 04030201 01000000 6900 69"},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(Build(c.id, c.seq, c.payload, c.len), testsupport::Hex(c.frame)) << c.id;
-}
-
-TEST(CommBuildCmdTest, RefusedIdsAndTheirTexts) {
-    struct Case { int id; const char* text; } cases[] = {
-        {0, "Function CMD error."}, {1001, "Function CMD error."}, {40, "Error comm_subdev_report"},
-        {6, "funcCMD error"}, {87, "funcCMD error"}};
+// Frames written by hand; an empty frame: the ID is refused with `text`.
+TEST(CommBuildCmdTest, FramesAndRefusedIds) {
+    struct Case { int id; uint32_t seq; Bytes payload; size_t len; const char *frame, *text; };
+    const Case cases[] = {
+        {73, 1, {}, 0, "5A5A 4900 01000000 01000000 6900 69", ""},
+        {1, 7, {}, 0, "5A5A 0100 07000000 00000000 0000", ""},
+        {76, 2, {3, 60}, 2, "5A5A 4C00 02000000 02000000 3F00 03 3C", ""},
+        {5, 3, {0xFF, 0xFF}, 0, "5A5A 0500 03000000 02000000 FE01 FF FF", ""},  // always two bytes
+        {997, 0x01020304, {}, 0, "5A5A E503 04030201 01000000 6900 69", ""},
+        {0, 1, {}, 0, "", "Function CMD error."}, {1001, 1, {}, 0, "", "Function CMD error."},
+        {40, 1, {}, 0, "", "Error comm_subdev_report"}, {6, 1, {}, 0, "", "funcCMD error"},
+        {87, 1, {}, 0, "", "funcCMD error"}};
     for (const Case& c : cases) {
         LogCapture log;
-        EXPECT_TRUE(Build(c.id, 1, {}, 0).empty()) << c.id;
+        EXPECT_EQ(Build(c.id, c.seq, c.payload, c.len), testsupport::Hex(c.frame)) << c.id;
         EXPECT_TRUE(log.Contains(c.text)) << c.id;
+        if (*c.frame) continue;
         // The header is filled before the payload table refuses an ID: an ID in 1..1000 uses up
         // a sequence number, one outside that range does not.
         uint32_t before = CommTxSeq.load();
@@ -72,10 +70,6 @@ TEST(CommBuildCmdTest, NoCompanionMeansEveryRequestFailsAtOnce) {
     EXPECT_EQ(ComF_get_adj_wifi_info(), 1u);
     EXPECT_EQ(ComF_send_pluginstate(), 1u);
     EXPECT_EQ(ComF_get_autoreport_conf(), 1u);
-    for (const char* text :
-         {"send get mesh switch command failed!", "send plugin state failed!",
-          "send get adj wifi info command failed!", "get auto report config info failed!"})
-        EXPECT_TRUE(log.Contains(text)) << text;
     EXPECT_FALSE(log.Contains("ERROR: request timeout!"));
 }
 
@@ -87,20 +81,15 @@ TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
         CommFrameView v;
         return CommAcceptFrame(slot.data(), f.size(), slot.size(), rxSeq, &v);
     };
-    LogCapture log;
     EXPECT_EQ(accept(CompanionFrame(73, 1, {}, 0, 0)), kCommBadLength);
-    EXPECT_TRUE(log.Contains("Receive length error, length is 14"));
     EXPECT_EQ(accept(CompanionFrame(73, 1, {0}, 1, 0)), kCommAccepted);
     EXPECT_EQ(accept(CompanionFrame(73, 1, {7}, 1, 7)), kCommBadSequence);
-    EXPECT_TRUE(log.Contains("Receive  sequence error."));
     EXPECT_EQ(accept(CompanionFrame(73, 2, {7}, 1, 9)), kCommBadChecksum);
-    EXPECT_TRUE(log.Contains("Receive  checkSum error."));
     EXPECT_EQ(rxSeq.load(), 2u);  // used up by the frame that failed its checksum
     EXPECT_EQ(accept(CompanionFrame(73, 1, {7}, 1, 7)), kCommAccepted);
     Bytes bad = CompanionFrame(73, 3, {1}, 1, 1);
     bad[1] = 0x5B;
     EXPECT_EQ(accept(bad), kCommBadHead);
-    EXPECT_TRUE(log.Contains("Receive head error."));
     // The checksum runs over the frame's own length field, not the bytes received.
     EXPECT_EQ(accept(CompanionFrame(73, 4, {5, 6, 7}, 1, 5)), kCommAccepted);
     EXPECT_EQ(accept(CompanionFrame(73, 5, {5, 6, 7}, 3, 5)), kCommBadChecksum);
@@ -112,76 +101,49 @@ TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
     memcpy(slot.data(), f.data(), f.size());
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8100, slot.size(), rxSeq, nullptr), kCommAccepted);
     EXPECT_EQ(CommAcceptFrame(slot.data(), 8101, slot.size(), rxSeq, nullptr), kCommBadLength);
-    EXPECT_TRUE(log.Contains("Receive length error, length is 8101"));
 }
 
-TEST(CommFuncRecvTest, StatusZeroStoresNonZeroKeepsData) {
-    const uint8_t ok[] = {0, 'a', 'b', 'c'};
-    CommFuncRecv(ok, sizeof ok);
-    uint8_t rx[8];
-    CommRxDataCopy(rx, sizeof rx);
-    EXPECT_EQ(Bytes(rx, rx + 7), (Bytes{0x00, 0x04, 0x00, 'a', 'b', 'c', 0x00}));
-    const uint8_t fail[] = {7, 'x', 'y'};
-    CommFuncRecv(fail, sizeof fail);
-    CommRxDataCopy(rx, sizeof rx);
-    EXPECT_EQ(Bytes(rx, rx + 7), (Bytes{0x07, 0x04, 0x00, 'a', 'b', 'c', 0x00}));
-    LogCapture log;
+// What an answer stores and keeps is checked over the socket; here the bound on its size.
+TEST(CommFuncRecvTest, AnswerOverFourThousandBytesIsRefused) {
     Bytes big(4001, 0);
     CommFuncRecv(big.data(), big.size());
+    uint8_t rx[1];
     CommRxDataCopy(rx, 1);
-    EXPECT_EQ(rx[0], 1);
-    EXPECT_TRUE(log.Contains("ERROR: receive data too large!"));
+    EXPECT_EQ(rx[0], 1);  // the status of a refused answer
 }
 
-TEST(RelayTest, PrefixWithLength) {
-    uint8_t out[64];
-    const uint8_t p[] = {0xAA, 0xBB, 0xCC};
-    ASSERT_EQ(CommBuildRelay(out, sizeof out, 0x0102, 84, p, 3), 11u);
-    EXPECT_EQ(Bytes(out, out + 11),
-              (Bytes{0x02, 0x01, 0x54, 0x00, 0x00, 0x00, 0x03, 0x00, 0xAA, 0xBB, 0xCC}));
-    ASSERT_EQ(CommBuildRelay(out, sizeof out, 1, 89, p, 1), 9u);
-    EXPECT_EQ(Bytes(out, out + 9), (Bytes{0x01, 0x00, 0x59, 0x00, 0x00, 0x00, 0x01, 0x00, 0xAA}));
-    EXPECT_EQ(CommBuildRelay(out, sizeof out, 1, 86, p, 57), 0u);  // 65 bytes do not fit
+// The prefixed relay's bytes are checked against the platform peer; here its bound.
+TEST(RelayTest, PrefixAndPayloadMustFit) {
+    uint8_t out[64], p[57] = {};
+    EXPECT_EQ(CommBuildRelay(out, sizeof out, 1, 86, p, 56), 64u);
+    EXPECT_EQ(CommBuildRelay(out, sizeof out, 1, 86, p, 57), 0u);
 }
 
 TEST(RelayTest, Function81HasNoLengthAndReversesItsCounters) {
     Bytes p(229), out(8192);
-    for (size_t i = 0; i < p.size(); ++i)
-        p[i] = static_cast<uint8_t>(i);
+    std::iota(p.begin(), p.end(), 0);
     ASSERT_EQ(CommBuildRelay(out.data(), out.size(), 5, 81, p.data(), p.size()), 235u);
-    EXPECT_EQ(Bytes(out.begin(), out.begin() + 8),
-              (Bytes{0x05, 0x00, 0x51, 0x00, 0x00, 0x00, 0x00, 0x01}));  // payload starts at 6
-    // 16-bit fields at 0, 3, 5 and 225 travel unchanged.
-    EXPECT_EQ(Bytes(out.begin() + 6 + 3, out.begin() + 6 + 7), (Bytes{0x03, 0x04, 0x05, 0x06}));
-    EXPECT_EQ(Bytes(out.begin() + 6 + 225, out.begin() + 6 + 227), (Bytes{0xE1, 0xE2}));
-    // 32-bit counters at 205, 209, 213, 217, 221 are reversed.
-    EXPECT_EQ(Bytes(out.begin() + 6 + 205, out.begin() + 6 + 213),
-              (Bytes{0xD0, 0xCF, 0xCE, 0xCD, 0xD4, 0xD3, 0xD2, 0xD1}));
-    EXPECT_EQ(Bytes(out.begin() + 6 + 221, out.begin() + 6 + 225), (Bytes{0xE0, 0xDF, 0xDE, 0xDD}));
-    EXPECT_EQ(out[6 + 204], 0xCC);
-    EXPECT_EQ(out[6 + 228], 0xE4);
+    Bytes want = Cat(testsupport::Hex("05 00 51 00 00 00"), p);  // no length before the payload
+    // The 32-bit counters are reversed; the 16-bit fields (0, 3, 5, 225) travel unchanged.
+    for (size_t at : {205, 209, 213, 217, 221})
+        std::reverse(want.begin() + 6 + at, want.begin() + 10 + at);
+    EXPECT_EQ(Bytes(out.begin(), out.begin() + 235), want);
 }
 
 TEST(Fn89Test, TypeRules) {
     CommAutoReportReset();
-    LogCapture log;
     const uint8_t a[] = {1, 5}, b[] = {1, 2, 3}, t2[] = {2}, t3[] = {3}, t9[] = {9};
     EXPECT_EQ(CommCheck89(a, sizeof a, 1000), 0);
     EXPECT_EQ(CommCheck89(a, sizeof a, 1003), -1);  // 3 s later, content differs
     EXPECT_EQ(CommCheck89(b, sizeof b, 1103), -1);  // 100 s later, same byte sum (6)
     EXPECT_EQ(CommCheck89(b, sizeof b, 1233), 0);   // 130 s later
-    EXPECT_EQ(log.Count("ERROR: type1 report error!"), 2u);
-    EXPECT_TRUE(log.Contains("Type1 report interval: 3 seconds!"));
     EXPECT_EQ(CommCheck89(t2, 1, 2000), 0);
     EXPECT_EQ(CommCheck89(t2, 1, 3000), -1);
     EXPECT_EQ(CommCheck89(t2, 1, 4200), 0);  // 1200 s after the dropped one
-    EXPECT_TRUE(log.Contains("ERROR: type2 report error!"));
     EXPECT_EQ(CommCheck89(t3, 1, 100), 0);
     EXPECT_EQ(CommCheck89(t3, 1, 140), -1);
     EXPECT_EQ(CommCheck89(t3, 1, 200), 0);
-    EXPECT_TRUE(log.Contains("ERROR: type3 report error!"));
     EXPECT_EQ(CommCheck89(t9, 1, 5000), -1);
-    EXPECT_TRUE(log.Contains("ERROR: type error!"));
 }
 
 // The texts relayed to the platform: plug-in state and firmware update results.
@@ -196,12 +158,6 @@ TEST(FwResultTest, Texts) {
     for (int r : {1, 2, 3, 4, 5, 6, 7, 8, 9, 255})
         EXPECT_EQ(CommFwResultText(r), "{\"result\":" + std::to_string(r) + ",\"resultDesc\":\"" +
                                            desc[std::min(r, 9) - 1] + "\"}");
-    LogCapture log;
-    const uint8_t two[] = {0, 0}, one[] = {3};
-    CommFwUpdateResult(two, 2);
-    EXPECT_TRUE(log.Contains("Firmware update return length error."));
-    CommFwUpdateResult(one, 1);
-    EXPECT_TRUE(log.Contains("update firmware file error."));
 }
 
 // "HH:MM-HH:MM" to the seconds after midnight of its start (first) and end (second); the text
@@ -265,15 +221,10 @@ TEST(SpreadTest, DailyTimeAndCycleStartExtremeValuesIn64Bits) {
         EXPECT_NEAR(t.dayReportTime, c.day, 1e-6) << c.i3 << " " << c.serverDiff;
         EXPECT_NEAR(t.cycleReportStart, c.cycle, 1e-6) << c.i3 << " " << c.serverDiff;
     }
-    // The same through the configuration path: refused with a log line, nothing sent.
-    LogCapture log;
-    Conf(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":1073741824}");
-    ComF_send_calibration();
-    EXPECT_TRUE(log.Contains("interval3 out of range: 1073741824"));
-    EXPECT_FALSE(log.Contains("set auto report info"));
 }
 
-// A 997 answer replaces the configuration; the function-89 report times stay.
+// A 997 answer replaces the configuration; the function-89 report times stay; numbers out of
+// range are clamped.
 TEST(AutoConfTest, Parses997AnswerAndKeepsTheFunction89Times) {
     CommAutoReportReset();
     const uint8_t a[] = {1, 5}, b[] = {1, 7}, t2[] = {2}, t3[] = {3};
@@ -298,6 +249,13 @@ TEST(AutoConfTest, Parses997AnswerAndKeepsTheFunction89Times) {
     EXPECT_EQ(CommCheck89(b, sizeof b, 5003), -1);  // still 3 s after the last type 1
     EXPECT_EQ(CommCheck89(t2, 1, 5010), -1);
     EXPECT_EQ(CommCheck89(t3, 1, 5010), -1);
+    // 2^32 + 1000 and 2^32 + 1440 would become 1000 and 1440 if cut to 32 bits.
+    Conf(0, "{\"referNum\":4294968296,\"serverDiff\":-4294967306,\"interval2\":4294968736,"
+            "\"interval3\":1e300}");
+    EXPECT_EQ(referNum.load(), 2147483647);
+    EXPECT_EQ(serverErr.load(), -2147483647 - 1);
+    EXPECT_EQ(intervalFlag2.load(), 2147483647);
+    EXPECT_EQ(intervalFlag3.load(), 2147483647);
 }
 
 TEST(AutoConfTest, CalibrationGuardsAndJumpTimeCut) {
@@ -305,12 +263,14 @@ TEST(AutoConfTest, CalibrationGuardsAndJumpTimeCut) {
     LogCapture log;
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("referNum is error !!!!!!"));
-    Conf(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}");
+    Conf(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":0}");  // closed
     ComF_send_calibration();
-    EXPECT_TRUE(log.Contains("Function 89 closed, no need calibration!"));
-    Conf(0, "{\"referNum\":1000}");
+    Conf(0, "{\"referNum\":1000}");  // no intervals configured
     ComF_send_calibration();
-    EXPECT_TRUE(log.Contains("Function 89 no config, no need calibration!"));
+    Conf(0, "{\"referNum\":1000,\"interval2\":0,\"interval3\":1073741824}");
+    ComF_send_calibration();
+    EXPECT_TRUE(log.Contains("interval3 out of range: 1073741824"));
+    EXPECT_FALSE(log.Contains("set auto report info"));  // none of these guards lets one out
     // The jump time is cut in place by the first calibration: the second finds it broken.
     const uint8_t mac[6] = {0, 0, 0, 0x12, 0x34, 0x56};
     SetRouteMac(mac);
@@ -324,16 +284,6 @@ TEST(AutoConfTest, CalibrationGuardsAndJumpTimeCut) {
     ComF_send_calibration();
     EXPECT_TRUE(log.Contains("jump time is error!"));
     EXPECT_FALSE(log.Contains("set auto report info"));
-}
-
-// 2^32 + 1000 and 2^32 + 1440 would become 1000 and 1440 if cut to 32 bits.
-TEST(AutoConfTest, OutOfRangeNumbersDoNotWrapIntoRange) {
-    Conf(0, "{\"referNum\":4294968296,\"serverDiff\":-4294967306,\"interval2\":4294968736,"
-            "\"interval3\":1e300}");
-    EXPECT_EQ(referNum.load(), 2147483647);
-    EXPECT_EQ(serverErr.load(), -2147483647 - 1);
-    EXPECT_EQ(intervalFlag2.load(), 2147483647);
-    EXPECT_EQ(intervalFlag3.load(), 2147483647);
 }
 
 // The platform's text is checked (JSON object, referNum 5..20000000, a timestamp within 90 s

@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(CommRQInitTest, RefusesOutOfRangeShapes) {
+TEST(CommRQTest, ShapesCodesLimitsOrderAndWrapRound) {
     struct Case { int count, slotSize; } cases[] = {
         {2, 100}, {51, 100}, {10, 0}, {10, 9001}, {50, 9000}, {12, 8536}};
     for (const Case& c : cases) {
@@ -16,14 +16,10 @@ TEST(CommRQInitTest, RefusesOutOfRangeShapes) {
         EXPECT_EQ(q.initialised.load(), 0);
     }
     EXPECT_EQ(CommRQInit(nullptr, 10, 100), -1);
-    CommRQ ok;
-    EXPECT_EQ(CommRQInit(&ok, 12, 8535), 0);  // 102420 bytes exactly
-    CommRQDestroy(&ok);
-}
-
-TEST(CommRQTest, CodesLimitsOrderAndWrapRound) {
     CommRQ q, fresh;
-    ASSERT_EQ(CommRQInit(&q, 10, 8200), 0);
+    EXPECT_EQ(CommRQInit(&q, 12, 8535), 0);  // 102420 bytes exactly
+    CommRQDestroy(&q);
+    ASSERT_EQ(CommRQInit(&q, 10, 8200), 0);  // a destroyed queue can be set up again
     std::vector<uint8_t> data(8200, 0xAB);
     EXPECT_EQ(CommRQPush(&fresh, data.data(), 1), -1);
     EXPECT_EQ(CommRQPop(&fresh), nullptr);

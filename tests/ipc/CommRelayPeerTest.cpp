@@ -28,20 +28,18 @@ protected:
 };
 
 TEST_F(RelayPeerTest, JsonReportArrivesWithItsPrefix) {
-    uint16_t seq = AutoReportSeq.load();
+    AutoReportSeq.store(0x0102);
     ASSERT_TRUE(c.Send(CompanionFrame(84, 1, {0xAA, 0xBB, 0xCC})));
     DecodedFrame f;
     ASSERT_TRUE(peer.Read(testplatform::kKey, &f));
     EXPECT_EQ(f.header.msgType, 19);  // upload with the router MAC
     ASSERT_TRUE(f.bodyOk);
     EXPECT_TRUE(f.checksumOk);
-    // Body: 2 bytes, data type 84, MAC, length 11, then prefix and payload.
-    Bytes expected =
-        testsupport::Hex("00 00 54 00 11 22 33 44 55 0B 00 00 00 54 00 00 00 03 00 AA BB CC");
-    expected[11] = static_cast<uint8_t>(seq);  // the report sequence, little-endian
-    expected[12] = static_cast<uint8_t>(seq >> 8);
-    EXPECT_EQ(f.body, expected);
-    EXPECT_EQ(AutoReportSeq.load(), static_cast<uint16_t>(seq + 1));
+    // Body: 2 bytes, data type 84, MAC, length 11, then the prefix (report sequence, ID, 0, payload
+    // length, all little-endian) and the payload.
+    EXPECT_EQ(f.body, testsupport::Hex("00 00 54 00 11 22 33 44 55 0B 00 "
+                                       "02 01 54 00 00 00 03 00 AA BB CC"));
+    EXPECT_EQ(AutoReportSeq.load(), 0x0103);
 }
 
 TEST_F(RelayPeerTest, FirmwareResultGoesToFunction17) {
