@@ -53,7 +53,6 @@ protected:
         Release();
         PingReset();
         TraceReset();
-        RateReset();
         SetClock(nullptr);
         PathsRelocate("");
     }
