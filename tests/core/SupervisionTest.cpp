@@ -132,36 +132,37 @@ protected:
     LogCapture log{31};
 };
 
-// One address per resolve result and mode; the twelfth failed cycle is fatal, without delay.
-TEST_F(Supervision, SingleAddressCyclesAndTwelfthFailureIsFatal) {
-    struct Row { int resolve, mode; const char *addr, *text; } rows[] = {
-        {1, 1, "10.0.0.1", "Only server1..."},
-        {2, 1, "10.0.0.2", "Only server2..."},
-        {0, 0, "10.0.0.1", "Test Mode!!!"}};
+// The servers of one cycle per resolve result and mode (both resolved: three tries on server 1,
+// 5 s apart, then server 2); the twelfth failed cycle is fatal, without delay.
+TEST_F(Supervision, RegistrationCyclesAndTwelfthFailureIsFatal) {
+    // servers: the last digit of each address of one cycle.
+    struct Row {
+        int resolve, mode;
+        std::string servers;
+        const char* text;
+        int64_t sleptMs;
+    } rows[] = {{1, 1, "1", "Only server1...", 0},
+                {2, 1, "2", "Only server2...", 0},
+                {0, 0, "1", "Test Mode!!!", 0},
+                {0, 1, "1112", "Register server2...", 12 * 3 * 5000}};
     for (const Row& r : rows) {
         fake = Fake();
         log.Clear();
         runMode = r.mode;
+        const int64_t slept = clock.SleptMs();
         EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), r.resolve));
-        ASSERT_EQ(12u, fake.registerAddrs.size()) << r.text;
-        for (const auto& a : fake.registerAddrs)
-            EXPECT_EQ(r.addr, a) << r.text;
+        ASSERT_EQ(12 * r.servers.size(), fake.registerAddrs.size()) << r.text;
+        for (size_t i = 0; i < fake.registerAddrs.size(); ++i)
+            EXPECT_EQ("10.0.0." + r.servers.substr(i % r.servers.size(), 1), fake.registerAddrs[i])
+                << r.text << i;
+        // Every attempt starts from a clean session context.
+        EXPECT_EQ(fake.registerAddrs.size(), fake.Count("ResetServerContext"));
         EXPECT_EQ(12u, log.Count(r.text));
         EXPECT_EQ(11u, log.Count("RegisterStart error."));
         EXPECT_TRUE(log.Contains("Register retry more than 10 times, exit !!!"));
         EXPECT_EQ("102\n", Status());
+        EXPECT_EQ(r.sleptMs, clock.SleptMs() - slept) << r.text;
     }
-    EXPECT_EQ(0, clock.SleptMs());
-}
-
-TEST_F(Supervision, BothResolvedThreeTriesOnServer1FiveSecondsApartThenServer2) {
-    EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 0));
-    ASSERT_EQ(48u, fake.registerAddrs.size());
-    for (size_t i = 0; i < fake.registerAddrs.size(); ++i)
-        EXPECT_EQ(i % 4 == 3 ? "10.0.0.2" : "10.0.0.1", fake.registerAddrs[i]) << i;
-    EXPECT_EQ(12 * 3 * 5000, clock.SleptMs());
-    // Every attempt starts from a clean session context.
-    EXPECT_EQ(48u, fake.Count("ResetServerContext"));
 }
 
 TEST_F(Supervision, UnknownResolveResultIsFatal) {
