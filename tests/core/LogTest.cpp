@@ -31,9 +31,8 @@ void RecordWrite(const char* text, size_t len) {
 // Each line, however long, and each hex dump reaches the output in one write, so lines logged
 // by several threads at once never mix.
 TEST(LogLine, OneWritePerLineAndPerDump) {
-    unsigned oldMask = GetLogMask();
+    LogCapture restore(31);  // puts the sink and the mask back at the end
     SetLogSink(RecordWrite);
-    SetLogMask(31);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([t] {
@@ -46,8 +45,6 @@ TEST(LogLine, OneWritePerLineAndPerDump) {
     LOGE("%s", big.c_str());
     const unsigned char bytes[] = {0x01, 0xAB, 0xFF};
     LogHexBytes("\nFuncID 89, Auto report info:\n", bytes, sizeof bytes);
-    SetLogSink(nullptr);
-    SetLogMask(oldMask);
     ASSERT_EQ(gWrites.size(), 202u);
     for (size_t i = 0; i < 200; ++i) {
         const std::string& w = gWrites[i];

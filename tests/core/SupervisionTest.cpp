@@ -2,6 +2,7 @@
 // only when the loop sleeps: days of schedule run in milliseconds.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -45,10 +46,7 @@ struct Fake {
     int resolveResult = 0, commServerResult = 0, subdevResult = 0;
     std::string statusAtRelogin;
     size_t Count(const std::string& name) const {
-        size_t n = 0;
-        for (const auto& c : calls)
-            n += c == name;
-        return n;
+        return static_cast<size_t>(std::count(calls.begin(), calls.end(), name));
     }
     int64_t At(const std::string& name) const {  // time of the last such call
         for (size_t i = calls.size(); i-- > 0;)
