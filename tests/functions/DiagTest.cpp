@@ -53,7 +53,6 @@ protected:
         Release();
         PingReset();
         TraceReset();
-        RateReset();
         SetClock(nullptr);
         PathsRelocate("");
     }
@@ -96,7 +95,7 @@ Bytes TextAnswer(uint8_t id, const std::string& text) {
     return b;
 }
 
-TEST_F(DiagTest, PingRequestFieldsReachTheToolAndReplyLinesAreLeftOut) {
+TEST_F(DiagTest, PingRequestFieldsReachTheTool) {
     const struct {
         Bytes request;
         const char* args;
@@ -111,19 +110,18 @@ TEST_F(DiagTest, PingRequestFieldsReachTheToolAndReplyLinesAreLeftOut) {
         FetchPingWhenDone();
         EXPECT_EQ(Args("ping"), std::string(c.args) + "\n");
     }
-    StartPing(kPing);
-    EXPECT_EQ(FetchPingWhenDone().bytes, TextAnswer(9, kPingText));
 }
 
 TEST_F(DiagTest, JobLifecycle) {
     LogCapture log;
-    // Ping: one at a time; a fetch while it runs answers its status 1 and does not wait.
+    // Ping: one at a time; a fetch while it runs answers its status 1 and does not wait; the
+    // answer leaves the reply lines out.
     Hold();
     EXPECT_EQ(Code(Call(kPing)), 0);
     EXPECT_EQ(Code(Call(kPing)), 1);
     EXPECT_EQ(Call(Request(9)).bytes, Hex("AB CD 09 00 01 00"));
     Release();
-    EXPECT_EQ(FetchPingWhenDone().bytes.size(), 8 + std::string(kPingText).size());
+    EXPECT_EQ(FetchPingWhenDone().bytes, TextAnswer(9, kPingText));
     StartPing(kPing);  // a finished job restarts
     FetchPingWhenDone();
     EXPECT_EQ(Args("ping"), "-s 1400 -c 2 10.1.2.3\n-s 1400 -c 2 10.1.2.3\n");
@@ -139,8 +137,6 @@ TEST_F(DiagTest, JobLifecycle) {
     EXPECT_EQ(Call(Request(52)).bytes, expected);
     EXPECT_EQ(Args("killall"), "-9 traceroute\n");
     EXPECT_EQ(Args("traceroute"), "-n 10.1.2.3\n");
-    EXPECT_TRUE(log.Contains("traceroute -n 10.1.2.3 > " + File("tracerouteFile")));
-    EXPECT_TRUE(log.Contains("killall -9 traceroute"));
     // After the job: the file is read again, the next job starts, the watchdog never fired.
     EXPECT_EQ(Call(Request(52)).bytes, expected);
     EXPECT_TRUE(WaitUntil([&] { return Code(Call(Request(51, Hex("0A 01 02 03")))) == 0; }));
@@ -150,7 +146,6 @@ TEST_F(DiagTest, JobLifecycle) {
     TraceReset();
     unlink(File("tracerouteFile").c_str());
     EXPECT_EQ(Call(Request(52)).bytes, Hex("AB CD 34 00 01 00"));
-    EXPECT_TRUE(log.Contains("Open " + File("tracerouteFile") + " Failed."));
 }
 
 TEST_F(DiagTest, WatchdogKillsATracerouteAfter500Seconds) {
@@ -160,7 +155,7 @@ TEST_F(DiagTest, WatchdogKillsATracerouteAfter500Seconds) {
     Hold();
     ASSERT_EQ(Code(Call(Request(51, Hex("0A 01 02 03")))), 0);
     ASSERT_TRUE(WaitUntil([&] { return log.Contains("Exit killTrace"); }));
-    EXPECT_TRUE(log.Contains("kill traceroute"));
+    EXPECT_TRUE(log.Contains("kill traceroute"));  // what the lifecycle test sees never happen
     EXPECT_EQ(Args("killall"), "-9 traceroute\n");
     // The killed job has ended: a new one starts although the tool would still hold.
     EXPECT_TRUE(WaitUntil([&] { return Code(Call(Request(51, Hex("0A 01 02 03")))) == 0; }));

@@ -96,15 +96,9 @@ inline const char* const kTestState = R"({
   "devices": [{"mac": "3C:22:FB:91:0A:11", "name": "phone", "conn_type": 2, "band": 1, "mode": 0,
    "access_control": 1, "attribute": 1, "rssi": -48, "link_rate": 866, "ip": "192.168.1.100",
    "us_bw": 12000, "ds_bw": 350000, "us_max_bw": 51200, "ds_max_bw": 1048576}],
-  "known_names": {"B8:27:EB:12:34:56": "printer"},
   "black_list": ["DC:A6:32:01:66:05"],
-  "load": {"cpu_use": 17, "mem_use": 43},
-  "full_load": {},
-  "time": {"synced": 0, "duration": 183045},
-  "flows": {"down_rate": 2870120, "up_rate": 60080},
-  "actions": {"restart_count": 0, "redirection": {"enable": 0, "url": ""}, "http_test_url": "",
-   "rom_updates": []},
-  "fail": {}
+  "load": {"cpu_use": 17, "mem_use": 43}, "time": {"duration": 183045},
+  "flows": {"down_rate": 2870120, "up_rate": 60080}, "actions": {"restart_count": 0}, "fail": {}
 })";
 
 // A private simulated router over `state` and its own call log; Edit() rewrites the state.

@@ -114,12 +114,9 @@ int ElfMachine(const std::string& path) {
     return -1;
 }
 
-// In a cross build the tests themselves run under qemu-user, and a binary of the target that a
-// test starts (the agent, a simulator) needs the same emulator: the build machine cannot execute
-// it directly. The build records the emulator command (words separated by spaces); the
-// environment variable PLUG_TARGET_EMULATOR overrides it. Returns argv with the emulator put in
-// front when argv[0] is an ELF file for the same machine as the running test; otherwise (native
-// build, shell scripts, host tools) argv as is.
+// In a cross build the tests run under qemu-user, and a target binary a test starts needs the
+// same emulator (the build's, or PLUG_TARGET_EMULATOR): it goes in front of argv when argv[0] is
+// an ELF file for the running test's machine; native builds, scripts and host tools run as is.
 std::vector<std::string> WithTargetEmulator(const std::vector<std::string>& argv) {
     const char* emulator = getenv("PLUG_TARGET_EMULATOR");
     if (!emulator) emulator = PLUG_TARGET_EMULATOR;
