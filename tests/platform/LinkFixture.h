@@ -92,17 +92,18 @@ inline Bytes PlugBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
     return b;
 }
 
-const Bytes kHeartbeatAnswer = {0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00};
+inline Bytes Plug(uint8_t dataType, const std::string& text, const Bytes& opt = {}) {
+    return MakeFrame(
+        kKey, 18, opt,
+        PlugBody(dataType, static_cast<uint16_t>(text.size()), {text.begin(), text.end()}));
+}
 
-// Plug-in data with a broken checksum: answered at once with code 11, whatever the hooks.
-inline Bytes BrokenPlug(uint8_t dataType) {
-    Bytes f = MakeFrame(kKey, 18, {}, PlugBody(dataType, 0, {}));
-    f[4] ^= 0xFF;
+// Its checksum no longer matches: plug-in data is then answered at once with code 11.
+inline Bytes Broken(Bytes f) {
+    f[4] ^= 0x41;
     return f;
 }
 
-inline Bytes Text(const std::string& s) {
-    return Bytes(s.begin(), s.end());
-}
+const Bytes kHeartbeatAnswer = {0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00};
 
 }  // namespace testplatform

@@ -6,13 +6,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 
 #include "LinkFixture.h"
-#include "core/ByteOrder.h"
 #include "core/Limits.h"
 #include "core/Thread.h"
 #include "platform/TcpQueue.h"
@@ -38,7 +36,6 @@ TEST_F(Link, ServerInitDeleteServerAndARefusedConnect) {
     EXPECT_TRUE(log.Contains("Client running."));
     DeleteServer();
     EXPECT_EQ(-1, SendHeartbeat());
-    EXPECT_TRUE(log.Contains("mTcpConnectServer->sendData error"));
     FakePeer second;
     ASSERT_EQ(0, ServerInit("127.0.0.1", second.port()));
     ASSERT_TRUE(second.Accept());
@@ -48,11 +45,9 @@ TEST_F(Link, ServerInitDeleteServerAndARefusedConnect) {
     peer.CloseListener();
     log.Clear();
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
-    EXPECT_TRUE(log.Contains("connect failed!......"));
     EXPECT_TRUE(log.Contains("SocketInit error"));
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("Client running."));
-    DeleteServer();
 }
 
 TEST_F(Link, SendFrameBounds) {
@@ -135,6 +130,7 @@ TEST_F(Link, SendersWriteTheDocumentedFrames) {
     const uint8_t upMac[6] = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5};
     const auto ok = reinterpret_cast<const uint8_t*>("ok");
     const auto xyz = reinterpret_cast<const uint8_t*>("xyz");
+    const uint8_t ones[11] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
     struct {
         const char* name;
         std::function<int()> send;
@@ -153,6 +149,9 @@ TEST_F(Link, SendersWriteTheDocumentedFrames) {
          Hex("CC DD 1A 02 F5 10 00 02 01"), Hex("00 00 07 001122334455 02 00 6F 6B"), 9 + 16},
         {"upload with MAC", [&] { return SendIpUpData(xyz, 3, 39, 1, upMac); },
          Hex("CC DD 33 00 74 10 00"), Hex("00 00 27 A0A1A2A3A4A5 03 00 78 79 7A"), 7 + 16},
+        {"upload, a whole padding block after 16 bytes",
+         [&] { return SendIpUpData(ones, 11, 3, 0, nullptr); },
+         Hex("CC DD 31 00 39 20 00"), Hex("00 00 03 0B 00 0101010101010101010101"), 7 + 32},
     };  // clang-format on
     Connect(false);
     for (const auto& r : rows) {
@@ -190,24 +189,6 @@ TEST_F(Link, UploadRules) {
     EXPECT_EQ((Bytes{0, 0, 3, 0xA4, 0x1F, 1, 0}), Bytes(f.body.begin(), f.body.begin() + 7));
 }
 
-TEST_F(Link, FramesAreHandledInArrivalOrder) {
-    Connect();
-    // 50 checksum-broken plug-in data frames in one write, each answered with code 11 and
-    // its own DataType: the answers come back in order.
-    Bytes all;
-    for (int i = 0; i < 50; ++i) {
-        Bytes f = BrokenPlug(static_cast<uint8_t>(i));
-        all.insert(all.end(), f.begin(), f.end());
-    }
-    ASSERT_TRUE(peer.Send(all));
-    for (int i = 0; i < 50; ++i) {
-        Bytes raw = peer.ReadRaw();
-        ASSERT_EQ(9u, raw.size()) << i;
-        EXPECT_EQ(0x0B, raw[7]);
-    }
-    EXPECT_EQ(50u, log.Count("Recv MsgType=[18]"));
-}
-
 TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
     Connect();
     const int64_t t0 = NowMs();
@@ -219,7 +200,6 @@ TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
     EXPECT_EQ(0, mLogin.load());
     EXPECT_EQ("103\n", Status());
     EXPECT_EQ(-1, SendReplyData(0, nullptr, 0, 1, 0, nullptr));  // socket gone
-    DeleteServer();
 }
 
 // Timed waits that never end on their own: a frame is handled only if queueing it wakes the
@@ -237,13 +217,11 @@ TEST_F(Link, QueuedFrameWakesTheResponseThread) {
     static NoTimeoutClock untimed;  // outlives the threads that wait on it
     SetClock(&untimed);
     Connect();
-    Bytes f = BrokenPlug(7);  // answered by the response thread with code 11
+    Bytes f = Broken(Plug(7, ""));  // answered by the response thread with code 11
     ASSERT_TRUE(peer.Send(Bytes(f.begin(), f.begin() + 4)));
     ASSERT_TRUE(WaitUntil([] { return GetRecvQueue().Held() == 4; }));
     ASSERT_TRUE(peer.Send(Bytes(f.begin() + 4, f.end())));
     EXPECT_EQ(9u, peer.ReadRaw().size());
-    DeleteServer();
-    SetClock(&clock);
 }
 
 // poll() has no FD_SETSIZE limit: a connection whose descriptor is above 1023 works. And a
@@ -252,10 +230,9 @@ TEST_F(Link, DescriptorsAbove1023AndZeroAreConnections) {
     std::vector<int> fillers;
     for (int fd; fillers.size() < 1100 && (fd = dup(2)) >= 0;)
         fillers.push_back(fd);
-    const bool highRuns = fillers.size() == 1100;  // else the descriptor limit is below 1100
     int saved = dup(0);
     for (bool high : {true, false}) {
-        if (high && !highRuns) continue;
+        if (high && fillers.size() < 1100) continue;  // the descriptor limit is below 1100
         if (!high) close(0);
         Connect();
         for (int fd : fillers)
@@ -273,8 +250,6 @@ TEST_F(Link, DescriptorsAbove1023AndZeroAreConnections) {
         DeleteServer();
         PlatformSession().Reset();
     }
-    for (int fd : fillers)
-        close(fd);
     dup2(saved, 0);
     close(saved);
 }
