@@ -7,6 +7,7 @@
 #include <string>
 
 #include "LinkFixture.h"
+#include "SimMessages.h"
 #include "core/ByteOrder.h"
 #include "core/Plug.h"
 #include "platform/Crypto.h"
@@ -45,6 +46,18 @@ int RecordingPlugData(uint8_t dataType, const char* data, size_t len) {
     EXPECT_EQ('\0', data[len]);
     ++gHookCalls;
     return 4;
+}
+
+Bytes Call(uint16_t tag, uint16_t id, const Bytes& params = {}) {
+    return psim::FunctionCallPayload(tag, id, params);
+}
+
+Bytes Fn(const Bytes& payload) {  // a function call, DataType 9
+    return MakeFrame(kKey, 20, {}, psim::FunctionCallBody(9, kMac, payload));
+}
+
+Bytes Plug(uint8_t dataType, const std::string& text, const Bytes& opt = {}) {
+    return MakeFrame(kKey, 18, opt, psim::PlugDataBody(dataType, text));
 }
 
 class Dispatch : public LinkFixture {
@@ -91,19 +104,6 @@ void SetAnswer(int result, const Bytes& answer) {
     gSeen.fnAnswer = answer;
 }
 
-Bytes Call(uint16_t tag, uint16_t id, size_t extra = 6) {
-    Bytes d = {uint8_t(tag), uint8_t(tag >> 8), uint8_t(id), uint8_t(id >> 8)};
-    d.resize(4 + extra, 0);
-    return d;
-}
-
-// A function call (DataType 9) whose length field is the data's size unless given.
-Bytes Fn(const Bytes& data, int lenField = -1) {
-    return MakeFrame(
-        kKey, 20, {},
-        CallBody(9, static_cast<uint16_t>(lenField < 0 ? data.size() : lenField), data));
-}
-
 std::string HexText(const char* hex) {
     Bytes b = testsupport::Hex(hex);
     return std::string(b.begin(), b.end());
@@ -129,11 +129,13 @@ TEST_F(Dispatch, ReplyRules) {
     };
     const Want parserError = {26, 0xFFFF, "parser error"};
     const std::string ab = HexText("01 00 05 00 00 00 AB");
-    Bytes trailing = CallBody(9, 12, Call(1, 5, 8));  // bytes beyond the length field
-    trailing.insert(trailing.end(), {0xEE, 0xEE});
-    Bytes type25 = MakeFrame(kKey, 25, {}, PlugBody(9, 1018, Bytes(1018, 'y')));
+    Bytes trailing = psim::FunctionCallBody(9, kMac, Call(1, 5, {0, 0}));
+    trailing.insert(trailing.end(), {0xEE, 0xEE});  // bytes beyond the length field
+    Bytes lying = psim::FunctionCallBody(9, kMac, Call(1, 5));
+    lying[9] = 200;  // the length field, beyond the 10 bytes that follow
+    Bytes type25 = MakeFrame(kKey, 25, {}, psim::PlugDataBody(9, std::string(1018, 'y')));
     // One block whose last plain byte says 0x20: 32 pad bytes in a 16-byte body.
-    Bytes padded = CallBody(9, 4, {1, 2, 3, 4});
+    Bytes padded = psim::FunctionCallBody(9, kMac, {1, 2, 3, 4});
     padded.resize(16, 0x20);
     uint8_t cipher[32];
     size_t n = 0;
@@ -142,7 +144,7 @@ TEST_F(Dispatch, ReplyRules) {
     overPadded.insert(overPadded.end(), cipher, cipher + 16);  // the first block only
     std::vector<Bytes> otherTypes;
     for (uint8_t t : {0, 1, 4, 9, 10, 17, 19, 21, 27, 31})
-        otherTypes.push_back(MakeFrame(kKey, t, {1}, CallBody(1, 10, Call(1, 5))));
+        otherTypes.push_back(MakeFrame(kKey, t, {1}, psim::FunctionCallBody(1, kMac, Call(1, 5))));
     // clang-format off
     const Row rows[] = {
         {"length 9", false, 0, {}, {Fn(Bytes(9, 1))}, {{26, 0, "length error"}}, 0},
@@ -151,12 +153,12 @@ TEST_F(Dispatch, ReplyRules) {
          {parserError, parserError, parserError, {26, 0, HexText("EF BE FE 7F 07 00")},
           parserError}, 0},
         {"hook answer goes back", true, 0, Bytes(ab.begin(), ab.end()),
-         {MakeFrame(kKey, 20, {}, trailing)}, {{26, 0, ab}}, 1, Call(1, 5, 8)},
+         {MakeFrame(kKey, 20, {}, trailing)}, {{26, 0, ab}}, 1, Call(1, 5, {0, 0})},
         {"hook failure: answer, then parser error with the result's low 16 bits", true, 0x10003,
          testsupport::Hex("01 00 05 00 01 00"), {Fn(Call(1, 5))},
          {{26, 0, HexText("01 00 05 00 01 00")}, {26, 3, "parser error"}}, 1},
         {"hook success without answer", true, 0, {}, {Fn(Call(1, 40))}, {}, 1},
-        {"length field beyond the body", true, 0, {}, {Fn(Call(1, 5), 200)}, {}, 0},
+        {"length field beyond the body", true, 0, {}, {MakeFrame(kKey, 20, {}, lying)}, {}, 0},
         {"checksum mismatch: code 11, no hook", true, 0, {},
          {Broken(Fn(Call(1, 5))), Broken(Plug(2, "{}"))}, {{26, 11, ""}, {25, 11, ""}}, 0},
         {"plug-in data: the hook's result", true, 0, {},
@@ -164,9 +166,10 @@ TEST_F(Dispatch, ReplyRules) {
         {"plug-in data without hook", false, 0, {},
          {Plug(77, "{}")}, {{25, 0xFFFF, "{\"result\":-1}"}}, 0},
         {"type 25: no reply, no checksum test, at most 1018 bytes", true, 0, {},
-         {MakeFrame(kKey, 25, {}, PlugBody(9, 1019, Bytes(1019, 'x'))), Broken(type25)}, {}, 1},
+         {MakeFrame(kKey, 25, {}, psim::PlugDataBody(9, std::string(1019, 'x'))), Broken(type25)},
+         {}, 1},
         {"type 26 from the platform is only logged", false, 0, {},
-         {MakeFrame(kKey, 26, {0, 0}, CallBody(3, 2, {'o', 'k'}))}, {}, 0},
+         {MakeFrame(kKey, 26, {0, 0}, psim::FunctionCallBody(3, kMac, {'o', 'k'}))}, {}, 0},
         {"padding longer than the body", true, 0, {}, {overPadded}, {}, 0},
         {"other types are ignored", true, 0, {}, otherTypes, {}, 0},
     };

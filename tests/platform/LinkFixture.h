@@ -77,27 +77,6 @@ protected:
     std::string Status() { return testsupport::ReadFile(Paths().plugStatus); }
 };
 
-// Plain bodies of the platform's requests: function call (with the MAC) and plug-in data.
-inline Bytes CallBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
-    Bytes b = {0, 0, dataType};
-    b.insert(b.end(), kMac, kMac + 6);
-    b.insert(b.end(), {uint8_t(lenField), uint8_t(lenField >> 8)});
-    b.insert(b.end(), data.begin(), data.end());
-    return b;
-}
-
-inline Bytes PlugBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
-    Bytes b = {0, 0, dataType, uint8_t(lenField), uint8_t(lenField >> 8)};
-    b.insert(b.end(), data.begin(), data.end());
-    return b;
-}
-
-inline Bytes Plug(uint8_t dataType, const std::string& text, const Bytes& opt = {}) {
-    return MakeFrame(
-        kKey, 18, opt,
-        PlugBody(dataType, static_cast<uint16_t>(text.size()), {text.begin(), text.end()}));
-}
-
 // Its checksum no longer matches: plug-in data is then answered at once with code 11.
 inline Bytes Broken(Bytes f) {
     f[4] ^= 0x41;

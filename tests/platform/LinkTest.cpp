@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "LinkFixture.h"
+#include "SimMessages.h"
 #include "core/Limits.h"
 #include "core/Thread.h"
 #include "platform/TcpQueue.h"
@@ -217,7 +218,8 @@ TEST_F(Link, QueuedFrameWakesTheResponseThread) {
     static NoTimeoutClock untimed;  // outlives the threads that wait on it
     SetClock(&untimed);
     Connect();
-    Bytes f = Broken(Plug(7, ""));  // answered by the response thread with code 11
+    // Answered by the response thread with code 11.
+    Bytes f = Broken(MakeFrame(kKey, 18, {}, psim::PlugDataBody(7, "")));
     ASSERT_TRUE(peer.Send(Bytes(f.begin(), f.begin() + 4)));
     ASSERT_TRUE(WaitUntil([] { return GetRecvQueue().Held() == 4; }));
     ASSERT_TRUE(peer.Send(Bytes(f.begin() + 4, f.end())));

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "LinkFixture.h"
+#include "SimMessages.h"
 #include "core/Plug.h"
 
 namespace {
@@ -144,7 +145,7 @@ TEST_F(Session, FunctionCallOf59SecondsDoesNotStarveHeartbeatAnswers) {
             if (called) continue;
             called = true;
             SleepMs(15000);
-            peer.Send(MakeFrame(kKey, 20, {}, CallBody(9, 10, Bytes(10, 0))));
+            peer.Send(MakeFrame(kKey, 20, {}, psim::FunctionCallBody(9, kMac, Bytes(10, 0))));
         }
     });
     ASSERT_EQ(0, HeartbeatStart());
