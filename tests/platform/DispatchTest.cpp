@@ -2,7 +2,6 @@
 // thread handles it, the peer reads the replies.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <mutex>
 #include <string>
 
@@ -25,17 +24,17 @@ struct Seen {
     int type = -1;
     int fnResult = 0;
     Bytes fnAnswer;
+    int calls = 0;
 };
 std::mutex gSeenMu;
 Seen gSeen;
-std::atomic<int> gHookCalls{0};
 
 int RecordingFunctionCall(const uint8_t* req, size_t reqLen, uint8_t* ans, size_t* ansLen) {
     std::lock_guard<std::mutex> g(gSeenMu);
     gSeen.req.assign(req, req + reqLen);
     if (!gSeen.fnAnswer.empty()) memcpy(ans, gSeen.fnAnswer.data(), gSeen.fnAnswer.size());
     *ansLen = gSeen.fnAnswer.size();
-    ++gHookCalls;
+    ++gSeen.calls;
     return gSeen.fnResult;
 }
 
@@ -44,7 +43,7 @@ int RecordingPlugData(uint8_t dataType, const char* data, size_t len) {
     gSeen.type = dataType;
     gSeen.text.assign(data, len);
     EXPECT_EQ('\0', data[len]);
-    ++gHookCalls;
+    ++gSeen.calls;
     return 4;
 }
 
@@ -64,12 +63,9 @@ class Dispatch : public LinkFixture {
 protected:
     void SetUp() override {
         LinkFixture::SetUp();
-        gHookCalls = 0;
-        {
-            std::lock_guard<std::mutex> g(gSeenMu);
-            gSeen = Seen();
-        }
         Connect();
+        std::lock_guard<std::mutex> g(gSeenMu);
+        gSeen = Seen();
     }
 
     // The next reply: its type, result code, and the data after the MAC (26) or the DataType
@@ -97,12 +93,6 @@ protected:
     }
     void Deliver(const Bytes& f) { ASSERT_TRUE(peer.Send(f)); }
 };
-
-void SetAnswer(int result, const Bytes& answer) {
-    std::lock_guard<std::mutex> g(gSeenMu);
-    gSeen.fnResult = result;
-    gSeen.fnAnswer = answer;
-}
 
 std::string HexText(const char* hex) {
     Bytes b = testsupport::Hex(hex);
@@ -178,8 +168,12 @@ TEST_F(Dispatch, ReplyRules) {
         SCOPED_TRACE(r.name);
         SetFunctionCallHandler(r.hooks ? RecordingFunctionCall : nullptr);
         SetPlugDataHandler(r.hooks ? RecordingPlugData : nullptr);
-        SetAnswer(r.result, r.answer);
-        gHookCalls = 0;
+        {
+            std::lock_guard<std::mutex> g(gSeenMu);
+            gSeen.fnResult = r.result;
+            gSeen.fnAnswer = r.answer;
+            gSeen.calls = 0;
+        }
         Bytes all;  // one write: every frame is cut out and handled, in order
         for (const Bytes& f : r.frames)
             all.insert(all.end(), f.begin(), f.end());
@@ -187,8 +181,8 @@ TEST_F(Dispatch, ReplyRules) {
         for (const Want& w : r.replies)
             ExpectReply(w.type, w.code, w.data);
         ExpectNoReplyBeforeSentinel();
-        EXPECT_EQ(r.hookCalls, gHookCalls.load());
         std::lock_guard<std::mutex> g(gSeenMu);
+        EXPECT_EQ(r.hookCalls, gSeen.calls);
         if (!r.req.empty()) {
             EXPECT_EQ(r.req, gSeen.req);
         }
@@ -265,7 +259,8 @@ TEST_F(Dispatch, ForcedDisconnectWritesStatus5AndEndsTheSessionForGood) {
     Deliver(Fn(Call(1, 5)));
     peer.CloseConn();  // a lost link after it changes nothing either
     ASSERT_TRUE(WaitUntil([this] { return log.Contains("Close link."); }));
-    EXPECT_EQ(0, gHookCalls.load());
+    std::lock_guard<std::mutex> g(gSeenMu);
+    EXPECT_EQ(0, gSeen.calls);
     EXPECT_EQ("005\n", Status());
     EXPECT_EQ(kPlugFatal, SessionEnded());
 }

@@ -29,41 +29,44 @@ struct PinnedNowClock : ScaledClock {
 
 using Link = LinkFixture;
 
-// One link at a time; DeleteServer stops both threads and allows a new connection; a refused
-// connect is logged and keeps the run flag up until the reset.
-TEST_F(Link, ServerInitDeleteServerAndARefusedConnect) {
-    Connect();
-    EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
-    EXPECT_TRUE(log.Contains("Client running."));
-    DeleteServer();
-    EXPECT_EQ(-1, SendHeartbeat());
-    FakePeer second;
-    ASSERT_EQ(0, ServerInit("127.0.0.1", second.port()));
-    ASSERT_TRUE(second.Accept());
-    EXPECT_EQ(0, SendHeartbeat());
-    EXPECT_EQ(11u, second.ReadRaw().size());
-    DeleteServer();
+// One link at a time; DeleteServer stops both threads and allows a new connection, also on a
+// descriptor above 1023 (poll() has no FD_SETSIZE limit) or on descriptor 0 (a daemon started
+// with standard input closed); a refused connect is logged and keeps the run flag up until the
+// reset.
+TEST_F(Link, ConnectionsOneAtATimeOnAnyDescriptorAndARefusedConnect) {
+    std::vector<int> fillers;  // up to 1100 unless the descriptor limit is lower
+    for (int fd; fillers.size() < 1100 && (fd = dup(2)) >= 0;)
+        fillers.push_back(fd);
+    int saved = dup(0);
+    for (bool high : {true, false}) {
+        if (!high) close(0);
+        Connect();
+        for (int fd : fillers)
+            close(fd);
+        fillers.clear();
+        EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
+        EXPECT_TRUE(log.Contains("Client running."));
+        struct sockaddr_in sa;
+        socklen_t len = sizeof sa;
+        if (!high) {
+            EXPECT_EQ(0, getsockname(0, reinterpret_cast<struct sockaddr*>(&sa), &len));
+        }
+        ASSERT_TRUE(peer.Send(kHeartbeatAnswer));
+        EXPECT_TRUE(WaitUntil([] { return PlatformSession().LastHeartbeatAnswer() != 0; }));
+        EXPECT_EQ(0, SendHeartbeat());
+        EXPECT_EQ(11u, peer.ReadRaw().size());
+        DeleteServer();
+        EXPECT_EQ(-1, SendHeartbeat());
+        PlatformSession().Reset();
+    }
+    dup2(saved, 0);
+    close(saved);
     peer.CloseListener();
     log.Clear();
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("SocketInit error"));
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("Client running."));
-}
-
-TEST_F(Link, SendFrameBounds) {
-    uint8_t buf[limits::kFrameBufSize + 1] = {0};
-    EXPECT_EQ(-1, SendFrame(buf, 1));  // not connected
-    Connect();
-    EXPECT_EQ(-1, SendFrame(buf, limits::kFrameBufSize + 1));
-    EXPECT_EQ(-1, SendFrame(buf, 0));
-    EXPECT_EQ(-1, SendFrame(nullptr, 5));
-    FrameHeader h;
-    h.msgType = 1;
-    h.dataLen = static_cast<uint16_t>(limits::kFrameBufSize - kFrameHeaderLen);
-    PutFrameHeader(buf, h);
-    EXPECT_EQ(0, SendFrame(buf, limits::kFrameBufSize));
-    EXPECT_EQ(limits::kFrameBufSize, peer.ReadRaw().size());
 }
 
 // A platform that shrinks its receive window and stops reading while many replies are sent:
@@ -171,8 +174,15 @@ TEST_F(Link, SendersWriteTheDocumentedFrames) {
     EXPECT_EQ(-1, LoginServer());  // logged in
 }
 
-TEST_F(Link, UploadRules) {
+// Frames, uploads and replies beyond their bounds or without a logged-in session are refused
+// and nothing of them is sent: the first frame the peer sees is the largest upload.
+TEST_F(Link, SendBounds) {
+    uint8_t buf[limits::kFrameBufSize + 1] = {0};
+    EXPECT_EQ(-1, SendFrame(buf, 1));  // not connected
     Connect();
+    EXPECT_EQ(-1, SendFrame(buf, limits::kFrameBufSize + 1));
+    EXPECT_EQ(-1, SendFrame(buf, 0));
+    EXPECT_EQ(-1, SendFrame(nullptr, 5));
     const uint8_t data[8101] = {1};
     EXPECT_EQ(-1, SendIpUpData(data, 0, 3, 0, nullptr));
     EXPECT_EQ(-1, SendIpUpData(data, 8101, 3, 0, nullptr));
@@ -181,13 +191,18 @@ TEST_F(Link, UploadRules) {
     EXPECT_EQ(-1, SendIpUpData(data, 1, 3, 0, nullptr));
     EXPECT_EQ(-1, SendReplyData(0, nullptr, 0, 3, 0, nullptr));
     LogIn(true);
-    // Nothing was sent by the refused calls: the first frame the peer sees is this one.
     ASSERT_EQ(0, SendIpUpData(data, 8100, 3, 0, nullptr));
     DecodedFrame f;
     ASSERT_TRUE(peer.Read(kKey, &f));
     EXPECT_EQ(8112, f.header.dataLen);  // 5 + 8100 bytes padded
     ASSERT_EQ(8105u, f.body.size());
     EXPECT_EQ((Bytes{0, 0, 3, 0xA4, 0x1F, 1, 0}), Bytes(f.body.begin(), f.body.begin() + 7));
+    FrameHeader h;
+    h.msgType = 1;
+    h.dataLen = static_cast<uint16_t>(limits::kFrameBufSize - kFrameHeaderLen);
+    PutFrameHeader(buf, h);
+    EXPECT_EQ(0, SendFrame(buf, limits::kFrameBufSize));
+    EXPECT_EQ(limits::kFrameBufSize, peer.ReadRaw().size());
 }
 
 TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
@@ -224,36 +239,6 @@ TEST_F(Link, QueuedFrameWakesTheResponseThread) {
     ASSERT_TRUE(WaitUntil([] { return GetRecvQueue().Held() == 4; }));
     ASSERT_TRUE(peer.Send(Bytes(f.begin() + 4, f.end())));
     EXPECT_EQ(9u, peer.ReadRaw().size());
-}
-
-// poll() has no FD_SETSIZE limit: a connection whose descriptor is above 1023 works. And a
-// daemon started with standard input closed gets descriptor 0 from socket(): a connection too.
-TEST_F(Link, DescriptorsAbove1023AndZeroAreConnections) {
-    std::vector<int> fillers;
-    for (int fd; fillers.size() < 1100 && (fd = dup(2)) >= 0;)
-        fillers.push_back(fd);
-    int saved = dup(0);
-    for (bool high : {true, false}) {
-        if (high && fillers.size() < 1100) continue;  // the descriptor limit is below 1100
-        if (!high) close(0);
-        Connect();
-        for (int fd : fillers)
-            close(fd);
-        fillers.clear();
-        struct sockaddr_in sa;
-        socklen_t len = sizeof sa;
-        if (!high) {
-            EXPECT_EQ(0, getsockname(0, reinterpret_cast<struct sockaddr*>(&sa), &len));
-        }
-        ASSERT_TRUE(peer.Send(kHeartbeatAnswer));
-        EXPECT_TRUE(WaitUntil([] { return PlatformSession().LastHeartbeatAnswer() != 0; }));
-        EXPECT_EQ(0, SendHeartbeat());
-        EXPECT_EQ(11u, peer.ReadRaw().size());
-        DeleteServer();
-        PlatformSession().Reset();
-    }
-    dup2(saved, 0);
-    close(saved);
 }
 
 }  // namespace
