@@ -15,10 +15,7 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-struct KeyBuf {  // KEY text "plugkey" in its zero-filled 32-byte buffer
-    char text[32] = {0};
-    KeyBuf() { memcpy(text, "plugkey", 7); }
-};
+const char kKey[32] = "plugkey";  // the KEY text in its zero-filled buffer
 
 // openssl enc -aes-128-cbc -nopad -K 706c75676b6579000000000000000000 -iv 0..0 over the padded
 // plain bytes: 00..0F (a whole padding block follows) and "hello" (11 x 0x0B).
@@ -29,12 +26,11 @@ const Bytes kCipherHello = {0x53, 0x14, 0x9f, 0xe9, 0xc5, 0x01, 0xf7, 0xb5,
                             0xf8, 0x75, 0x09, 0x28, 0x40, 0xab, 0x4f, 0xc8};
 
 TEST(Cipher, MatchesTheCommandLineTool) {
-    KeyBuf key;
-    KeyBuf longKey;  // only the first 16 bytes of the buffer are the key
-    memcpy(longKey.text + 16, "ignored-tail", 12);
+    char longKey[32] = "plugkey";  // only the first 16 bytes of the buffer are the key
+    memcpy(longKey + 16, "ignored-tail", 12);
     const Bytes plain16 = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
     const Bytes hello = {'h', 'e', 'l', 'l', 'o'};
-    for (const char* k : {key.text, longKey.text}) {
+    for (const char* k : {kKey, static_cast<const char*>(longKey)}) {
         for (const auto& r :
              {std::make_pair(plain16, kCipher16), std::make_pair(hello, kCipherHello)}) {
             Bytes out(32, 0);
@@ -48,15 +44,15 @@ TEST(Cipher, MatchesTheCommandLineTool) {
     uint8_t out[48];
     memset(out, 0xAA, sizeof out);
     size_t outLen = 0;
-    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 32, &outLen));
+    ASSERT_EQ(0, aes_decrypt(kKey, kCipher16.data(), out, 32, &outLen));
     EXPECT_EQ(32u, outLen);
     for (int i = 0; i < 48; ++i)
         EXPECT_EQ(i < 16 ? i : i < 32 ? 0x10 : 0, out[i]) << i;
-    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 20, &outLen));  // one block of 20
+    ASSERT_EQ(0, aes_decrypt(kKey, kCipher16.data(), out, 20, &outLen));  // one block of 20
     EXPECT_EQ(16u, outLen);
-    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 7, &outLen));
+    ASSERT_EQ(0, aes_decrypt(kKey, kCipher16.data(), out, 7, &outLen));
     EXPECT_EQ(0u, outLen);
-    EXPECT_EQ(-1, aes_encrypt(key.text, nullptr, out, 1, &outLen));
+    EXPECT_EQ(-1, aes_encrypt(kKey, nullptr, out, 1, &outLen));
     EXPECT_EQ(-1, aes_decrypt(nullptr, out, out, 16, &outLen));
 }
 
@@ -82,15 +78,14 @@ TEST(Decode, HeaderPaddingAndWholeFrame) {
         EXPECT_EQ(p.result, DropPadding(p.block.data(), p.block.size(), &n));
         EXPECT_EQ(p.bodyLen, n);
     }
-    KeyBuf key;
     const uint8_t body[5] = {0, 0, 7, 0, 0};
     Bytes f;
-    ASSERT_EQ(0, BuildFrame(key.text, 17, 1, nullptr, 0, body, 5, &f));
+    ASSERT_EQ(0, BuildFrame(kKey, 17, 1, nullptr, 0, body, 5, &f));
     DecodedFrame d;
     for (size_t n = 0; n < f.size(); ++n)
-        EXPECT_EQ(0, DecodeFrame(key.text, f.data(), n, &d)) << n;
-    EXPECT_EQ(-1, DecodeFrame(key.text, f.data() + 1, f.size() - 1, &d));
-    EXPECT_EQ(-1, BuildFrame(key.text, 25, 0, Bytes(256, 1).data(), 256, nullptr, 0, &f));
+        EXPECT_EQ(0, DecodeFrame(kKey, f.data(), n, &d)) << n;
+    EXPECT_EQ(-1, DecodeFrame(kKey, f.data() + 1, f.size() - 1, &d));
+    EXPECT_EQ(-1, BuildFrame(kKey, 25, 0, Bytes(256, 1).data(), 256, nullptr, 0, &f));
 }
 
 TEST(Md5, HexIsLowerCaseInOneShotAndInPieces) {

@@ -105,12 +105,10 @@ TEST_F(QueueTest, PushesHeldBytesAndFrames) {
 
 TEST_F(QueueTest, FullQueueDropsTheOldestBytesAndKeepsTheNewFrame) {
     testsupport::LogCapture log;
-    Bytes ack(kAck);
     // Whole frames nobody pops fill the queue; the next push still gets in.
-    while (q.Held() + ack.size() <= limits::kRecvQueueSize)
-        ASSERT_EQ(0, Push(ack));
-    Bytes marked = DataFrame(0x01, 0x02);
-    ASSERT_EQ(0, Push(marked));
+    while (q.Held() + kAck.size() <= limits::kRecvQueueSize)
+        ASSERT_EQ(0, Push(kAck));
+    ASSERT_EQ(0, Push(DataFrame(0x01, 0x02)));
     EXPECT_TRUE(log.Contains("receive queue full"));
     EXPECT_LE(q.Held(), limits::kRecvQueueSize);
     int last = 0;
