@@ -7,16 +7,12 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 
 namespace testplatform {
 
 FakePeer::FakePeer() {
     listenFd_ = socket(AF_INET, SOCK_STREAM, 0);
-    int one = 1;
-    setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    struct sockaddr_in sa;
-    memset(&sa, 0, sizeof sa);
+    struct sockaddr_in sa {};
     sa.sin_family = AF_INET;
     sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (bind(listenFd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0 ||
@@ -32,9 +28,9 @@ FakePeer::~FakePeer() {
     CloseListener();
 }
 
-bool FakePeer::Accept(int timeoutMs) {
+bool FakePeer::Accept() {
     struct pollfd p = {listenFd_, POLLIN, 0};
-    if (poll(&p, 1, timeoutMs) != 1) return false;
+    if (poll(&p, 1, 5000) != 1) return false;
     CloseConn();
     pending_.clear();
     connFd_ = accept(listenFd_, nullptr, nullptr);
@@ -66,8 +62,8 @@ Bytes FakePeer::ReadRaw(int timeoutMs) {
     }
 }
 
-bool FakePeer::Read(const char* key, DecodedFrame* f, int timeoutMs) {
-    Bytes raw = ReadRaw(timeoutMs);
+bool FakePeer::Read(const char* key, DecodedFrame* f) {
+    Bytes raw = ReadRaw();
     return !raw.empty() &&
            DecodeFrame(key, raw.data(), raw.size(), f) == static_cast<long>(raw.size());
 }
@@ -81,9 +77,9 @@ void FakePeer::SetRecvBuf(int bytes) {
     setsockopt(listenFd_, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
 }
 
-bool FakePeer::ReadToEnd(Bytes* out, int timeoutMs) {
+bool FakePeer::ReadToEnd(Bytes* out) {
     ssize_t n;
-    while ((n = Fill(timeoutMs)) > 0) {
+    while ((n = Fill(5000)) > 0) {
     }
     out->swap(pending_);
     pending_.clear();

@@ -1,11 +1,10 @@
 // A minimal platform peer for in-process tests: a loopback listener, one accepted connection,
-// frames read with the codec and raw bytes written.
+// frames read with the codec and raw bytes written. Every wait ends after 5 s at most.
 #pragma once
 
 #include <sys/types.h>
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "platform/Frame.h"
@@ -21,17 +20,15 @@ public:
     FakePeer(const FakePeer&) = delete;
     FakePeer& operator=(const FakePeer&) = delete;
     int port() const { return port_; }
-    // Accepts one connection (waits up to timeoutMs). True when connected.
-    bool Accept(int timeoutMs = 5000);
-    // Reads bytes until one whole frame is held; returns its raw bytes (empty on time-out).
+    bool Accept();
+    // One whole frame's raw bytes, empty when none came in time.
     Bytes ReadRaw(int timeoutMs = 5000);
-    // Reads and decodes one frame with `key`. False on time-out.
-    bool Read(const char* key, DecodedFrame* f, int timeoutMs = 5000);
+    bool Read(const char* key, DecodedFrame* f);  // one frame, decoded whole with `key`
     bool Send(const Bytes& bytes);
     // Shrinks the receive buffer of the connections accepted from now on.
     void SetRecvBuf(int bytes);
-    // Reads every byte until the agent closes (true) or nothing comes for timeoutMs (false).
-    bool ReadToEnd(Bytes* out, int timeoutMs = 5000);
+    // Every byte until the agent closes (true) or nothing comes in time (false).
+    bool ReadToEnd(Bytes* out);
     void CloseConn();
     void CloseListener();
 
@@ -44,7 +41,7 @@ private:
     ssize_t Fill(int timeoutMs);
 };
 
-// Builds a platform -> agent frame; aborts the test on failure.
+// A platform -> agent frame; aborts on failure.
 Bytes MakeFrame(const char* key, uint8_t msgType, const Bytes& opt, const Bytes& plain,
                 uint8_t reqFlag = 0);
 

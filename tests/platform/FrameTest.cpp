@@ -1,7 +1,7 @@
-// The frame codec and its cipher against byte vectors written by hand from the frame layout
-// (header CC DD, Type = MsgType | flag << 5, OptLen, Checksum, DataLen little-endian) and
-// ciphertexts made with the OpenSSL command-line tool. The same vectors run against whichever
-// crypto back end the build selected.
+// The frame codec and its cipher against bytes written by hand from the frame layout (header
+// CC DD, Type = MsgType | flag << 5, OptLen, Checksum, DataLen little-endian) and ciphertexts
+// made with the OpenSSL command-line tool, for whichever crypto back end the build selected.
+// Whole frames with their padding are checked byte for byte by the senders' link test.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -15,10 +15,7 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-struct KeyBuf {  // KEY text "plugkey" in its zero-filled 32-byte buffer
-    char text[32] = {0};
-    KeyBuf() { memcpy(text, "plugkey", 7); }
-};
+const char kKey[32] = "plugkey";  // the KEY text in its zero-filled buffer
 
 // openssl enc -aes-128-cbc -nopad -K 706c75676b6579000000000000000000 -iv 0..0 over the padded
 // plain bytes: 00..0F (a whole padding block follows) and "hello" (11 x 0x0B).
@@ -28,48 +25,12 @@ const Bytes kCipher16 = {0x19, 0xcb, 0x54, 0x8a, 0xf4, 0x97, 0xc7, 0xaa, 0xfd, 0
 const Bytes kCipherHello = {0x53, 0x14, 0x9f, 0xe9, 0xc5, 0x01, 0xf7, 0xb5,
                             0xf8, 0x75, 0x09, 0x28, 0x40, 0xab, 0x4f, 0xc8};
 
-// The frames of the register, login, heartbeat and reply senders are checked byte for byte by
-// Link.SendersWriteTheDocumentedFrames; these rows add the body padding and DataLen.
-TEST(Encode, FramesByHand) {
-    struct {
-        const char* name;
-        uint8_t type, flag;
-        Bytes opt, body;
-        Bytes head;  // the first bytes of the frame
-        size_t size;
-    } rows[] = {
-        // clang-format off
-        // Bodies pad to whole blocks, a full one after a multiple of 16: DataLen in bytes 5-6.
-        {"1 byte", 17, 1, {}, Bytes(1, 0x5A), {0xCC, 0xDD, 0x31, 0, 0x6A, 0x10, 0x00}, 7 + 16},
-        {"16 bytes", 17, 0, {}, Bytes(16, 1), {0xCC, 0xDD, 0x11, 0, 0x30, 0x20, 0x00}, 7 + 32},
-        {"53 bytes", 17, 0, {}, Bytes(53, 0), {0xCC, 0xDD, 0x11, 0, 0x40, 0x40, 0x00}, 7 + 64},
-        {"8111 bytes", 17, 0, {}, Bytes(8111, 0), {0xCC, 0xDD, 0x11, 0, 0xCF, 0xB0, 0x1F}, 8119},
-    };  // clang-format on
-    KeyBuf key;
-    for (const auto& r : rows) {
-        Bytes f;
-        ASSERT_EQ(0, BuildFrame(key.text, r.type, r.flag, r.opt.data(), r.opt.size(), r.body.data(),
-                                r.body.size(), &f))
-            << r.name;
-        ASSERT_EQ(r.size, f.size()) << r.name;
-        EXPECT_EQ(r.head, Bytes(f.begin(), f.begin() + static_cast<long>(r.head.size()))) << r.name;
-        EXPECT_EQ(r.opt, Bytes(f.begin() + 7, f.begin() + 7 + static_cast<long>(r.opt.size())));
-        DecodedFrame d;
-        ASSERT_EQ(static_cast<long>(f.size()), DecodeFrame(key.text, f.data(), f.size(), &d));
-        EXPECT_TRUE(d.checksumOk) << r.name;
-        EXPECT_EQ(r.body, d.body) << r.name;
-    }
-    Bytes f;
-    EXPECT_EQ(-1, BuildFrame(key.text, 25, 0, Bytes(256, 1).data(), 256, nullptr, 0, &f));
-}
-
-TEST(Encode, CipherMatchesTheCommandLineTool) {
-    KeyBuf key;
-    KeyBuf longKey;  // only the first 16 bytes of the buffer are the key
-    memcpy(longKey.text + 16, "ignored-tail", 12);
+TEST(Cipher, MatchesTheCommandLineTool) {
+    char longKey[32] = "plugkey";  // only the first 16 bytes of the buffer are the key
+    memcpy(longKey + 16, "ignored-tail", 12);
     const Bytes plain16 = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
     const Bytes hello = {'h', 'e', 'l', 'l', 'o'};
-    for (const char* k : {key.text, longKey.text}) {
+    for (const char* k : {kKey, static_cast<const char*>(longKey)}) {
         for (const auto& r :
              {std::make_pair(plain16, kCipher16), std::make_pair(hello, kCipherHello)}) {
             Bytes out(32, 0);
@@ -79,25 +40,20 @@ TEST(Encode, CipherMatchesTheCommandLineTool) {
             EXPECT_EQ(r.second, out) << r.first.size();
         }
     }
-    uint8_t buf[32];
-    size_t n = 0;
-    EXPECT_EQ(-1, aes_encrypt(key.text, nullptr, buf, 1, &n));
-    EXPECT_EQ(-1, aes_decrypt(nullptr, buf, buf, 16, &n));
-}
-
-TEST(Decode, CipherKeepsPaddingWholeBlocksOnlyAndZeroFillsTheSpareBlock) {
-    KeyBuf key;
+    // Decryption keeps the padding, takes whole blocks only and zero-fills a spare block.
     uint8_t out[48];
     memset(out, 0xAA, sizeof out);
     size_t outLen = 0;
-    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 32, &outLen));
+    ASSERT_EQ(0, aes_decrypt(kKey, kCipher16.data(), out, 32, &outLen));
     EXPECT_EQ(32u, outLen);
     for (int i = 0; i < 48; ++i)
         EXPECT_EQ(i < 16 ? i : i < 32 ? 0x10 : 0, out[i]) << i;
-    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 20, &outLen));  // one block of 20
+    ASSERT_EQ(0, aes_decrypt(kKey, kCipher16.data(), out, 20, &outLen));  // one block of 20
     EXPECT_EQ(16u, outLen);
-    ASSERT_EQ(0, aes_decrypt(key.text, kCipher16.data(), out, 7, &outLen));
+    ASSERT_EQ(0, aes_decrypt(kKey, kCipher16.data(), out, 7, &outLen));
     EXPECT_EQ(0u, outLen);
+    EXPECT_EQ(-1, aes_encrypt(kKey, nullptr, out, 1, &outLen));
+    EXPECT_EQ(-1, aes_decrypt(nullptr, out, out, 16, &outLen));
 }
 
 TEST(Decode, HeaderPaddingAndWholeFrame) {
@@ -122,14 +78,14 @@ TEST(Decode, HeaderPaddingAndWholeFrame) {
         EXPECT_EQ(p.result, DropPadding(p.block.data(), p.block.size(), &n));
         EXPECT_EQ(p.bodyLen, n);
     }
-    KeyBuf key;
     const uint8_t body[5] = {0, 0, 7, 0, 0};
     Bytes f;
-    ASSERT_EQ(0, BuildFrame(key.text, 17, 1, nullptr, 0, body, 5, &f));
+    ASSERT_EQ(0, BuildFrame(kKey, 17, 1, nullptr, 0, body, 5, &f));
     DecodedFrame d;
     for (size_t n = 0; n < f.size(); ++n)
-        EXPECT_EQ(0, DecodeFrame(key.text, f.data(), n, &d)) << n;
-    EXPECT_EQ(-1, DecodeFrame(key.text, f.data() + 1, f.size() - 1, &d));
+        EXPECT_EQ(0, DecodeFrame(kKey, f.data(), n, &d)) << n;
+    EXPECT_EQ(-1, DecodeFrame(kKey, f.data() + 1, f.size() - 1, &d));
+    EXPECT_EQ(-1, BuildFrame(kKey, 25, 0, Bytes(256, 1).data(), 256, nullptr, 0, &f));
 }
 
 TEST(Md5, HexIsLowerCaseInOneShotAndInPieces) {

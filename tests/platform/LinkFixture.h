@@ -77,32 +77,12 @@ protected:
     std::string Status() { return testsupport::ReadFile(Paths().plugStatus); }
 };
 
-// Plain bodies of the platform's requests: function call (with the MAC) and plug-in data.
-inline Bytes CallBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
-    Bytes b = {0, 0, dataType};
-    b.insert(b.end(), kMac, kMac + 6);
-    b.insert(b.end(), {uint8_t(lenField), uint8_t(lenField >> 8)});
-    b.insert(b.end(), data.begin(), data.end());
-    return b;
-}
-
-inline Bytes PlugBody(uint8_t dataType, uint16_t lenField, const Bytes& data) {
-    Bytes b = {0, 0, dataType, uint8_t(lenField), uint8_t(lenField >> 8)};
-    b.insert(b.end(), data.begin(), data.end());
-    return b;
-}
-
-const Bytes kHeartbeatAnswer = {0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00};
-
-// Plug-in data with a broken checksum: answered at once with code 11, whatever the hooks.
-inline Bytes BrokenPlug(uint8_t dataType) {
-    Bytes f = MakeFrame(kKey, 18, {}, PlugBody(dataType, 0, {}));
-    f[4] ^= 0xFF;
+// Its checksum no longer matches: plug-in data is then answered at once with code 11.
+inline Bytes Broken(Bytes f) {
+    f[4] ^= 0x41;
     return f;
 }
 
-inline Bytes Text(const std::string& s) {
-    return Bytes(s.begin(), s.end());
-}
+const Bytes kHeartbeatAnswer = {0xCC, 0xDD, 0x02, 0x00, 0x00, 0x00, 0x00};
 
 }  // namespace testplatform

@@ -6,15 +6,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 
 #include "LinkFixture.h"
-#include "core/ByteOrder.h"
+#include "SimMessages.h"
 #include "core/Limits.h"
-#include "core/Thread.h"
 #include "platform/TcpQueue.h"
 
 namespace {
@@ -30,44 +28,44 @@ struct PinnedNowClock : ScaledClock {
 
 using Link = LinkFixture;
 
-// One link at a time; DeleteServer stops both threads and allows a new connection; a refused
-// connect is logged and keeps the run flag up until the reset.
-TEST_F(Link, ServerInitDeleteServerAndARefusedConnect) {
-    Connect();
-    EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
-    EXPECT_TRUE(log.Contains("Client running."));
-    DeleteServer();
-    EXPECT_EQ(-1, SendHeartbeat());
-    EXPECT_TRUE(log.Contains("mTcpConnectServer->sendData error"));
-    FakePeer second;
-    ASSERT_EQ(0, ServerInit("127.0.0.1", second.port()));
-    ASSERT_TRUE(second.Accept());
-    EXPECT_EQ(0, SendHeartbeat());
-    EXPECT_EQ(11u, second.ReadRaw().size());
-    DeleteServer();
+// One link at a time; DeleteServer stops both threads and allows a new connection, also on a
+// descriptor above 1023 (poll() has no FD_SETSIZE limit) or on descriptor 0 (a daemon started
+// with standard input closed); a refused connect is logged and keeps the run flag up until the
+// reset.
+TEST_F(Link, ConnectionsOneAtATimeOnAnyDescriptorAndARefusedConnect) {
+    std::vector<int> fillers;  // up to 1100 unless the descriptor limit is lower
+    for (int fd; fillers.size() < 1100 && (fd = dup(2)) >= 0;)
+        fillers.push_back(fd);
+    int saved = dup(0);
+    for (bool high : {true, false}) {
+        if (!high) close(0);
+        Connect();
+        for (int fd : fillers)
+            close(fd);
+        fillers.clear();
+        EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
+        EXPECT_TRUE(log.Contains("Client running."));
+        struct sockaddr_in sa;
+        socklen_t len = sizeof sa;
+        if (!high) {
+            EXPECT_EQ(0, getsockname(0, reinterpret_cast<struct sockaddr*>(&sa), &len));
+        }
+        ASSERT_TRUE(peer.Send(kHeartbeatAnswer));
+        EXPECT_TRUE(WaitUntil([] { return PlatformSession().LastHeartbeatAnswer() != 0; }));
+        EXPECT_EQ(0, SendHeartbeat());
+        EXPECT_EQ(11u, peer.ReadRaw().size());
+        DeleteServer();
+        EXPECT_EQ(-1, SendHeartbeat());
+        PlatformSession().Reset();
+    }
+    dup2(saved, 0);
+    close(saved);
     peer.CloseListener();
     log.Clear();
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
-    EXPECT_TRUE(log.Contains("connect failed!......"));
     EXPECT_TRUE(log.Contains("SocketInit error"));
     EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.port()));
     EXPECT_TRUE(log.Contains("Client running."));
-    DeleteServer();
-}
-
-TEST_F(Link, SendFrameBounds) {
-    uint8_t buf[limits::kFrameBufSize + 1] = {0};
-    EXPECT_EQ(-1, SendFrame(buf, 1));  // not connected
-    Connect();
-    EXPECT_EQ(-1, SendFrame(buf, limits::kFrameBufSize + 1));
-    EXPECT_EQ(-1, SendFrame(buf, 0));
-    EXPECT_EQ(-1, SendFrame(nullptr, 5));
-    FrameHeader h;
-    h.msgType = 1;
-    h.dataLen = static_cast<uint16_t>(limits::kFrameBufSize - kFrameHeaderLen);
-    PutFrameHeader(buf, h);
-    EXPECT_EQ(0, SendFrame(buf, limits::kFrameBufSize));
-    EXPECT_EQ(limits::kFrameBufSize, peer.ReadRaw().size());
 }
 
 // A platform that shrinks its receive window and stops reading while many replies are sent:
@@ -78,28 +76,22 @@ TEST_F(Link, SlowReaderGetsWholeRepliesOrTheLinkEnds) {
     constexpr size_t kLen = 1000;
     peer.SetRecvBuf(2048);
     Connect();
-    std::atomic<int> sent{0};
-    std::thread sender;
-    ASSERT_TRUE(StartNamedThread(&sender, "test-send", [&sent] {
-        for (int i = 0; i < kFrames; ++i) {
-            Bytes f(kLen, static_cast<uint8_t>(i));
-            FrameHeader h;
-            h.msgType = 0x14;
-            h.dataLen = static_cast<uint16_t>(kLen - kFrameHeaderLen);
-            PutFrameHeader(f.data(), h);
-            if (SendFrame(f.data(), f.size()) != 0) return;
-            ++sent;
-        }
-    }));
-    sender.join();  // the peer reads nothing until the agent sent all or gave up
+    FrameHeader h;
+    h.msgType = 0x14;
+    h.dataLen = static_cast<uint16_t>(kLen - kFrameHeaderLen);
+    size_t sent = 0;  // the peer reads nothing until the agent sent all or gave up
+    for (; sent < kFrames; ++sent) {
+        Bytes f(kLen, static_cast<uint8_t>(sent));
+        PutFrameHeader(f.data(), h);
+        if (SendFrame(f.data(), f.size()) != 0) break;
+    }
     Bytes got;
     bool closed = peer.ReadToEnd(&got);
-    size_t whole = got.size() / kLen;
-    ASSERT_EQ(static_cast<size_t>(sent.load()), whole);
+    ASSERT_EQ(sent, got.size() / kLen);
     for (size_t i = 0; i < got.size(); ++i)
         ASSERT_EQ(i % kLen < kFrameHeaderLen ? got[i] : static_cast<uint8_t>(i / kLen), got[i])
             << i;
-    if (sent.load() < kFrames) {
+    if (sent < kFrames) {
         EXPECT_TRUE(closed);  // whatever follows the last whole reply is a cut one, then the end
         EXPECT_TRUE(log.Contains("link closed"));
         EXPECT_EQ("103\n", Status());
@@ -135,6 +127,7 @@ TEST_F(Link, SendersWriteTheDocumentedFrames) {
     const uint8_t upMac[6] = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5};
     const auto ok = reinterpret_cast<const uint8_t*>("ok");
     const auto xyz = reinterpret_cast<const uint8_t*>("xyz");
+    const uint8_t ones[11] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
     struct {
         const char* name;
         std::function<int()> send;
@@ -153,6 +146,9 @@ TEST_F(Link, SendersWriteTheDocumentedFrames) {
          Hex("CC DD 1A 02 F5 10 00 02 01"), Hex("00 00 07 001122334455 02 00 6F 6B"), 9 + 16},
         {"upload with MAC", [&] { return SendIpUpData(xyz, 3, 39, 1, upMac); },
          Hex("CC DD 33 00 74 10 00"), Hex("00 00 27 A0A1A2A3A4A5 03 00 78 79 7A"), 7 + 16},
+        {"upload, a whole padding block after 16 bytes",
+         [&] { return SendIpUpData(ones, 11, 3, 0, nullptr); },
+         Hex("CC DD 31 00 39 20 00"), Hex("00 00 03 0B 00 0101010101010101010101"), 7 + 32},
     };  // clang-format on
     Connect(false);
     for (const auto& r : rows) {
@@ -171,8 +167,15 @@ TEST_F(Link, SendersWriteTheDocumentedFrames) {
     EXPECT_EQ(-1, LoginServer());  // logged in
 }
 
-TEST_F(Link, UploadRules) {
+// Frames, uploads and replies beyond their bounds or without a logged-in session are refused
+// and nothing of them is sent: the first frame the peer sees is the largest upload.
+TEST_F(Link, SendBounds) {
+    uint8_t buf[limits::kFrameBufSize + 1] = {0};
+    EXPECT_EQ(-1, SendFrame(buf, 1));  // not connected
     Connect();
+    EXPECT_EQ(-1, SendFrame(buf, limits::kFrameBufSize + 1));
+    EXPECT_EQ(-1, SendFrame(buf, 0));
+    EXPECT_EQ(-1, SendFrame(nullptr, 5));
     const uint8_t data[8101] = {1};
     EXPECT_EQ(-1, SendIpUpData(data, 0, 3, 0, nullptr));
     EXPECT_EQ(-1, SendIpUpData(data, 8101, 3, 0, nullptr));
@@ -181,31 +184,18 @@ TEST_F(Link, UploadRules) {
     EXPECT_EQ(-1, SendIpUpData(data, 1, 3, 0, nullptr));
     EXPECT_EQ(-1, SendReplyData(0, nullptr, 0, 3, 0, nullptr));
     LogIn(true);
-    // Nothing was sent by the refused calls: the first frame the peer sees is this one.
     ASSERT_EQ(0, SendIpUpData(data, 8100, 3, 0, nullptr));
     DecodedFrame f;
     ASSERT_TRUE(peer.Read(kKey, &f));
     EXPECT_EQ(8112, f.header.dataLen);  // 5 + 8100 bytes padded
     ASSERT_EQ(8105u, f.body.size());
     EXPECT_EQ((Bytes{0, 0, 3, 0xA4, 0x1F, 1, 0}), Bytes(f.body.begin(), f.body.begin() + 7));
-}
-
-TEST_F(Link, FramesAreHandledInArrivalOrder) {
-    Connect();
-    // 50 checksum-broken plug-in data frames in one write, each answered with code 11 and
-    // its own DataType: the answers come back in order.
-    Bytes all;
-    for (int i = 0; i < 50; ++i) {
-        Bytes f = BrokenPlug(static_cast<uint8_t>(i));
-        all.insert(all.end(), f.begin(), f.end());
-    }
-    ASSERT_TRUE(peer.Send(all));
-    for (int i = 0; i < 50; ++i) {
-        Bytes raw = peer.ReadRaw();
-        ASSERT_EQ(9u, raw.size()) << i;
-        EXPECT_EQ(0x0B, raw[7]);
-    }
-    EXPECT_EQ(50u, log.Count("Recv MsgType=[18]"));
+    FrameHeader h;
+    h.msgType = 1;
+    h.dataLen = static_cast<uint16_t>(limits::kFrameBufSize - kFrameHeaderLen);
+    PutFrameHeader(buf, h);
+    EXPECT_EQ(0, SendFrame(buf, limits::kFrameBufSize));
+    EXPECT_EQ(limits::kFrameBufSize, peer.ReadRaw().size());
 }
 
 TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
@@ -219,7 +209,6 @@ TEST_F(Link, PeerCloseEndsTheSessionAfterZeroReads) {
     EXPECT_EQ(0, mLogin.load());
     EXPECT_EQ("103\n", Status());
     EXPECT_EQ(-1, SendReplyData(0, nullptr, 0, 1, 0, nullptr));  // socket gone
-    DeleteServer();
 }
 
 // Timed waits that never end on their own: a frame is handled only if queueing it wakes the
@@ -237,46 +226,12 @@ TEST_F(Link, QueuedFrameWakesTheResponseThread) {
     static NoTimeoutClock untimed;  // outlives the threads that wait on it
     SetClock(&untimed);
     Connect();
-    Bytes f = BrokenPlug(7);  // answered by the response thread with code 11
+    // Answered by the response thread with code 11.
+    Bytes f = Broken(MakeFrame(kKey, 18, {}, psim::PlugDataBody(7, "")));
     ASSERT_TRUE(peer.Send(Bytes(f.begin(), f.begin() + 4)));
     ASSERT_TRUE(WaitUntil([] { return GetRecvQueue().Held() == 4; }));
     ASSERT_TRUE(peer.Send(Bytes(f.begin() + 4, f.end())));
     EXPECT_EQ(9u, peer.ReadRaw().size());
-    DeleteServer();
-    SetClock(&clock);
-}
-
-// poll() has no FD_SETSIZE limit: a connection whose descriptor is above 1023 works. And a
-// daemon started with standard input closed gets descriptor 0 from socket(): a connection too.
-TEST_F(Link, DescriptorsAbove1023AndZeroAreConnections) {
-    std::vector<int> fillers;
-    for (int fd; fillers.size() < 1100 && (fd = dup(2)) >= 0;)
-        fillers.push_back(fd);
-    const bool highRuns = fillers.size() == 1100;  // else the descriptor limit is below 1100
-    int saved = dup(0);
-    for (bool high : {true, false}) {
-        if (high && !highRuns) continue;
-        if (!high) close(0);
-        Connect();
-        for (int fd : fillers)
-            close(fd);
-        fillers.clear();
-        struct sockaddr_in sa;
-        socklen_t len = sizeof sa;
-        if (!high) {
-            EXPECT_EQ(0, getsockname(0, reinterpret_cast<struct sockaddr*>(&sa), &len));
-        }
-        ASSERT_TRUE(peer.Send(kHeartbeatAnswer));
-        EXPECT_TRUE(WaitUntil([] { return PlatformSession().LastHeartbeatAnswer() != 0; }));
-        EXPECT_EQ(0, SendHeartbeat());
-        EXPECT_EQ(11u, peer.ReadRaw().size());
-        DeleteServer();
-        PlatformSession().Reset();
-    }
-    for (int fd : fillers)
-        close(fd);
-    dup2(saved, 0);
-    close(saved);
 }
 
 }  // namespace
