@@ -36,10 +36,7 @@ struct Image {
 
 // A request: tag AB CD, the function ID, bytes 4-9 zero, then `params`.
 inline Bytes Request(uint16_t id, const Bytes& params = {}) {
-    Bytes req = {0xAB, 0xCD, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8), 0, 0, 0, 0,
-                 0,    0};
-    req.insert(req.end(), params.begin(), params.end());
-    return req;
+    return testsupport::Cat({0xAB, 0xCD, uint8_t(id), uint8_t(id >> 8), 0, 0, 0, 0, 0, 0}, params);
 }
 
 struct Answer {
