@@ -102,7 +102,7 @@ inline const char* const kTestState = R"({
 class SimRouter {
 public:
     explicit SimRouter(const std::string& state = kTestState) {
-        testsupport::WriteFile(dir_.File("state.json"), state);
+        SetState(state);
         setenv("PLUG_SDK_STATE", dir_.File("state.json").c_str(), 1);
         setenv("PLUG_SDK_CALL_LOG", dir_.File("calls.log").c_str(), 1);
     }
@@ -123,8 +123,12 @@ public:
             cJSON_AddNumberToObject(cJSON_GetObjectItem(root, "fail"), sdkName.c_str(), status);
         });
     }
+    void SetState(const std::string& state) const {
+        testsupport::WriteFile(dir_.File("state.json"), state);
+    }
     std::string CallLog() const { return testsupport::ReadFile(dir_.File("calls.log")); }
     void ClearCalls() const { testsupport::WriteFile(dir_.File("calls.log"), ""); }
+    const testsupport::TempDir& dir() const { return dir_; }
 
 private:
     testsupport::TempDir dir_;
