@@ -26,21 +26,13 @@ void AgentRun::Start(const AgentConfig& cfg) {
     child_ = std::make_unique<testsupport::Child>(argv, env, dir_.File("agent.log"), dir_.path());
 }
 
-size_t AgentRun::CountLog(const std::string& needle) const {
-    std::string text = Log();
-    size_t n = 0;
-    for (size_t p = text.find(needle); p != std::string::npos; p = text.find(needle, p + 1))
-        ++n;
-    return n;
-}
-
 bool AgentRun::WaitStatus(const std::string& code, int timeoutMs) const {
     return testsupport::WaitUntil([&] { return Status() == code + "\n"; },
                                   std::chrono::milliseconds(timeoutMs));
 }
 
 bool AgentRun::WaitLog(const std::string& needle, int timeoutMs) const {
-    return testsupport::WaitUntil([&] { return CountLog(needle) > 0; },
+    return testsupport::WaitUntil([&] { return Log().find(needle) != std::string::npos; },
                                   std::chrono::milliseconds(timeoutMs));
 }
 

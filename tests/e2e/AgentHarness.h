@@ -40,7 +40,7 @@ public:
     std::string Status() const { return testsupport::ReadFile(dir_.File("plugstatus")); }
     bool WaitStatus(const std::string& code, int timeoutMs) const;  // code without the newline
     bool WaitLog(const std::string& needle, int timeoutMs) const;
-    size_t CountLog(const std::string& needle) const;
+    size_t CountLog(const std::string& needle) const { return testsupport::CountOf(Log(), needle); }
     // Waits for the agent's end: true with its exit status.
     bool WaitExit(int timeoutMs, int* status);
     bool Running();

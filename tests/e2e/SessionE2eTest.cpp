@@ -2,8 +2,6 @@
 // wire, the status file, heartbeats on the agent's clock, and the exits with their status codes.
 // Frame layouts, re-login and the supervision rules are proven in-process by the platform and
 // core tests.
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include "AgentHarness.h"
@@ -12,15 +10,7 @@
 namespace e2e {
 namespace {
 
-using psim::Bytes;
-
-// The parts' bytes one after the other, text as its characters.
-Bytes Cat(std::initializer_list<std::string> parts) {
-    Bytes out;
-    for (const auto& p : parts)
-        out.insert(out.end(), p.begin(), p.end());
-    return out;
-}
+using testsupport::Cat;
 
 TEST(SessionE2e, RegisterLoginRulesRequestHeartbeatsThenForcedDisconnect) {
     const double scale = 10;
@@ -47,14 +37,14 @@ TEST(SessionE2e, RegisterLoginRulesRequestHeartbeatsThenForcedDisconnect) {
     const std::string zeros(32, '\0');
     auto reg = sim->RxFrames(9).at(0).frame;
     EXPECT_EQ(reg.raw.typeByte, 0x29);
-    EXPECT_EQ(reg.raw.opt, Cat({zeros.substr(0, 3), kPin}));
-    EXPECT_EQ(reg.plain, Cat({{0, 0, 15}, kSdkSerial, "\xA1\xB2\xC3\xD4\xE5\xF6", zeros}));
+    EXPECT_EQ(reg.raw.opt, Cat({0, 0, 0}, kPin));
+    EXPECT_EQ(reg.plain, Cat({0, 0, 15}, kSdkSerial, "\xA1\xB2\xC3\xD4\xE5\xF6", zeros));
     auto login = sim->RxFrames(10).at(0);
     EXPECT_EQ(login.server, psim::Listener::kLogin);
-    EXPECT_EQ(login.frame.raw.opt, Cat({kPin, s.token, zeros.substr(s.token.size())}));
+    EXPECT_EQ(login.frame.raw.opt, Cat({}, kPin, s.token, zeros.substr(s.token.size())));
     auto rules = sim->RxFrames(17).at(0);
     EXPECT_EQ(rules.conn, login.conn);
-    EXPECT_EQ(rules.frame.plain, Cat({{0, 0, 13, 22, 0}, "{\"MAC\":\"A1B2C3D4E5F6\"}"}));
+    EXPECT_EQ(rules.frame.plain, Cat({0, 0, 13, 22, 0}, "{\"MAC\":\"A1B2C3D4E5F6\"}"));
 
     // Heartbeats every 20 s of agent time, each stamped with the agent's clock.
     ASSERT_TRUE(sim->WaitForLine("type=1 ", 4, RealMs(100, scale))) << agent.Log();
@@ -79,15 +69,9 @@ TEST(SessionE2e, RegisterLoginRulesRequestHeartbeatsThenForcedDisconnect) {
 
 TEST(SessionE2e, NothingListensTwelveFailedCyclesExitWith102) {
     // A loopback port that refuses connections: bound, not listening.
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in sa{};
-    sa.sin_family = AF_INET;
-    sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof sa;
-    ASSERT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa));
-    getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len);
+    int port = 0, fd = testsupport::BindLoopback(&port, false);
     AgentRun agent;
-    agent.Start(AgentConfig{ntohs(sa.sin_port)});
+    agent.Start(AgentConfig{port});
     int status = -1;
     bool exited = agent.WaitExit(60000, &status);
     close(fd);

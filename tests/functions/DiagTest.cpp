@@ -89,10 +89,8 @@ fntest::Answer FetchPingWhenDone() {
 
 // A text answer: 16-bit length at 6, the text from 8.
 Bytes TextAnswer(uint8_t id, const std::string& text) {
-    Bytes b = {0xAB, 0xCD, id, 0, 0, 0, static_cast<uint8_t>(text.size()),
-               static_cast<uint8_t>(text.size() >> 8)};
-    b.insert(b.end(), text.begin(), text.end());
-    return b;
+    const auto len = static_cast<uint16_t>(text.size());
+    return testsupport::Cat({0xAB, 0xCD, id, 0, 0, 0, uint8_t(len), uint8_t(len >> 8)}, text);
 }
 
 TEST_F(DiagTest, PingRequestFieldsReachTheTool) {

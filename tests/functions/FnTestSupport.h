@@ -36,10 +36,7 @@ struct Image {
 
 // A request: tag AB CD, the function ID, bytes 4-9 zero, then `params`.
 inline Bytes Request(uint16_t id, const Bytes& params = {}) {
-    Bytes req = {0xAB, 0xCD, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8), 0, 0, 0, 0,
-                 0,    0};
-    req.insert(req.end(), params.begin(), params.end());
-    return req;
+    return testsupport::Cat({0xAB, 0xCD, uint8_t(id), uint8_t(id >> 8), 0, 0, 0, 0, 0, 0}, params);
 }
 
 struct Answer {
@@ -105,7 +102,7 @@ inline const char* const kTestState = R"({
 class SimRouter {
 public:
     explicit SimRouter(const std::string& state = kTestState) {
-        testsupport::WriteFile(dir_.File("state.json"), state);
+        SetState(state);
         setenv("PLUG_SDK_STATE", dir_.File("state.json").c_str(), 1);
         setenv("PLUG_SDK_CALL_LOG", dir_.File("calls.log").c_str(), 1);
     }
@@ -126,8 +123,12 @@ public:
             cJSON_AddNumberToObject(cJSON_GetObjectItem(root, "fail"), sdkName.c_str(), status);
         });
     }
+    void SetState(const std::string& state) const {
+        testsupport::WriteFile(dir_.File("state.json"), state);
+    }
     std::string CallLog() const { return testsupport::ReadFile(dir_.File("calls.log")); }
     void ClearCalls() const { testsupport::WriteFile(dir_.File("calls.log"), ""); }
+    const testsupport::TempDir& dir() const { return dir_; }
 
 private:
     testsupport::TempDir dir_;

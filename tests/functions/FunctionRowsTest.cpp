@@ -24,6 +24,7 @@ using fntest::Call;
 using fntest::Hex;
 using fntest::Image;
 using fntest::Request;
+using testsupport::Cat;
 
 // Answer header for function `id` with result code 0.
 Image Head(size_t len, uint8_t id) {
@@ -39,13 +40,8 @@ Bytes Status(uint8_t id, const char* code = "00 00") {
     return Head(6, id).At(4, Hex(code)).bytes;
 }
 
-Bytes Cat(Bytes a, const Bytes& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 Bytes Text(const std::string& s) {
-    return Cat(Bytes(s.begin(), s.end()), {0});
+    return Cat({}, s, Bytes{0});
 }
 
 const Bytes kPhone = Hex("3C 22 FB 91 0A 11");
@@ -98,7 +94,7 @@ std::vector<Row> Rows() {
          "get_router_sn\nget_router_vender\nget_router_model\nget_cpu_cfg\nget_mem_cfg\nget_name\n"
          "get_router_is_plug\nget_router_support_ipv6"},
         {Request(3, Hex("00 00")), Cat(Q(3, 6), Wan0()), "get_wan_cfg 0"},
-        {Request(4), Cat(Cat(Q(4, 8, "02 00"), Wan0()), Wan1()), "get_wans_cfg"},
+        {Request(4), Cat(Q(4, 8, "02 00"), Wan0(), Wan1()), "get_wans_cfg"},
         {Request(5, Hex("00 00")), Q(5, 10, "39 00 00 00"), "get_wan_tcp_con_num 0"},
         {Request(6, Hex("00 00")), Q(6, 10, "04 03 02 01"), "get_wan_udp_con_num 0"},
         {Request(7, Hex("00 00")), Q(7, 14, "08 07 06 05 04 03 02 01"), "get_wan_receive_bytes 0"},
@@ -305,7 +301,7 @@ TEST(BadInput, ShortParametersAreRefusedWithCode1) {
     std::fill(account.begin() + 64, account.begin() + 96, 'x');  // Samba user fills its field
     const std::vector<Bytes> requests = {
         Request(17, Hex("01 00 41 42 43")),          Request(3, Hex("00")),
-        Request(35, Cat(kPhone, {0})),               Request(45, Hex("08 08 08 08")),
+        Request(35, Cat(kPhone, Bytes{0})),          Request(45, Hex("08 08 08 08")),
         Request(46, Hex("61 62 63")),                Request(46, Text(std::string(32, 'm'))),
         Request(37, Cat(kPhone, Hex("61 62"))),      Request(29, Bytes(191, 0)),
         Request(57, Bytes(34, 0x61)),                Request(32, Bytes(33, 0)),

@@ -18,6 +18,7 @@
 #include "RawCompanion.h"
 #include "TestSupport.h"
 
+using testsupport::Cat;
 using testsupport::LogCapture;
 using Bytes = std::vector<uint8_t>;
 

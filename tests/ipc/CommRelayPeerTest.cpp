@@ -48,9 +48,7 @@ TEST_F(RelayPeerTest, FirmwareResultGoesToFunction17) {
     ASSERT_TRUE(peer.Read(testplatform::kKey, &f));
     EXPECT_EQ(f.header.msgType, 17);  // upload without MAC
     std::string text = "{\"result\":7,\"resultDesc\":\"check sum error.\"}";
-    Bytes expected = {0x00, 0x00, 0x11, static_cast<uint8_t>(text.size()), 0x00};
-    expected.insert(expected.end(), text.begin(), text.end());
-    EXPECT_EQ(f.body, expected);
+    EXPECT_EQ(f.body, testsupport::Cat({0x00, 0x00, 0x11, uint8_t(text.size()), 0x00}, text));
 }
 
 }  // namespace

@@ -30,6 +30,7 @@
 #include "ipc/CommServer.h"
 #include "platform/Protool.h"
 
+using testsupport::Cat;
 using testsupport::Hex;
 using testsupport::LogCapture;
 
@@ -39,15 +40,9 @@ using Bytes = std::vector<uint8_t>;
 
 const std::string kOnline = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20221227\"}";
 
-// Waits for `pred` with a fine step (the 5 ms step of WaitUntil is too coarse for loops).
-template <typename Pred>
-bool SpinUntil(Pred pred, int timeoutMs = 10000) {
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (std::chrono::steady_clock::now() < end) {
-        if (pred()) return true;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    return pred();
+// Waits for `pred` with a fine step (the default 5 ms step is too coarse for loops).
+bool SpinUntil(const std::function<bool()>& pred) {
+    return testsupport::WaitUntil(pred, std::chrono::seconds(10), std::chrono::microseconds(200));
 }
 
 // A started server serving companion `c`.

@@ -1,7 +1,6 @@
 // A bare companion for tests: connects to the agent's socket and moves raw bytes.
 #pragma once
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -10,6 +9,8 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "TestSupport.h"
 
 class RawCompanion {
 public:
@@ -40,22 +41,15 @@ public:
     // Reads exactly n bytes within timeoutMs; fewer when the peer closes or time runs out.
     std::vector<uint8_t> Read(size_t n, int timeoutMs = 5000) {
         std::vector<uint8_t> out;
-        while (out.size() < n) {
-            pollfd p{fd_, POLLIN, 0};
-            if (poll(&p, 1, timeoutMs) <= 0) break;
-            uint8_t buf[4096];
-            size_t want = n - out.size() < sizeof buf ? n - out.size() : sizeof buf;
-            ssize_t r = read(fd_, buf, want);
-            if (r <= 0) break;
-            out.insert(out.end(), buf, buf + r);
+        while (out.size() < n &&
+               testsupport::ReadWithin(fd_, timeoutMs, &out, n - out.size()) > 0) {
         }
         return out;
     }
     // True when the agent closed the connection within timeoutMs.
     bool ClosedByPeer(int timeoutMs = 5000) {
-        pollfd p{fd_, POLLIN, 0};
-        uint8_t b;
-        return poll(&p, 1, timeoutMs) > 0 && read(fd_, &b, 1) == 0;
+        std::vector<uint8_t> byte;
+        return testsupport::ReadWithin(fd_, timeoutMs, &byte, 1) == 0;
     }
 
 private:
@@ -81,11 +75,4 @@ inline std::vector<uint8_t> CompanionFrame(uint16_t id, uint32_t seq,
     put(sum < 0 ? s : static_cast<uint64_t>(sum), 2);  // the low 16 bits of the byte sum
     f.insert(f.end(), payload.begin(), payload.end());
     return f;
-}
-
-// `head` followed by the bytes of `tail` (a string or a byte vector).
-template <typename T>
-std::vector<uint8_t> Cat(std::vector<uint8_t> head, const T& tail) {
-    head.insert(head.end(), tail.begin(), tail.end());
-    return head;
 }

@@ -3,11 +3,10 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "../support/TestSupport.h"
+#include "../functions/FnTestSupport.h"
 #include "core/Paths.h"
 
 namespace lantest {
@@ -15,28 +14,21 @@ namespace lantest {
 using Bytes = std::vector<uint8_t>;
 using testsupport::Hex;
 
-class Lan {
+class Lan : public fntest::SimRouter {
 public:
-    Lan() {
-        PathsRelocate(dir_.path());
-        PathsSetArpTable(dir_.File("arp"));
-        SetSdk("[]");
+    Lan() : fntest::SimRouter("{\"devices\":[]}") {
+        PathsRelocate(dir().path());
+        PathsSetArpTable(dir().File("arp"));
     }
     ~Lan() {
-        unsetenv("PLUG_SDK_STATE");
         PathsRelocate("");
         PathsSetArpTable("");
     }
     // The SDK state: `devices` is the JSON array text of "devices"; `extra` further members.
     void SetSdk(const std::string& devices, const std::string& extra = "") {
-        testsupport::WriteFile(dir_.File("state.json"), "{\"devices\":" + devices + extra + "}");
-        setenv("PLUG_SDK_STATE", dir_.File("state.json").c_str(), 1);
+        SetState("{\"devices\":" + devices + extra + "}");
     }
-    void SetArp(const std::string& table) { testsupport::WriteFile(dir_.File("arp"), table); }
-    const testsupport::TempDir& dir() const { return dir_; }
-
-private:
-    testsupport::TempDir dir_;
+    void SetArp(const std::string& table) { testsupport::WriteFile(dir().File("arp"), table); }
 };
 
 // One device entry of the SDK state.

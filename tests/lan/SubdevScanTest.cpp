@@ -19,11 +19,7 @@ using lantest::SdkDev;
 
 // One record of the function-63 message: address and MAC, the name in 16 bytes, the rest.
 Bytes Rec(const std::string& ipMac, const std::string& name, const std::string& rest) {
-    Bytes b = Hex(ipMac), tail = Hex(rest);
-    b.insert(b.end(), name.begin(), name.end());
-    b.resize(b.size() + 16 - name.size(), 0);
-    b.insert(b.end(), tail.begin(), tail.end());
-    return b;
+    return testsupport::Cat(Hex(ipMac), name, Bytes(16 - name.size(), 0), Hex(rest));
 }
 
 std::string Devices(int n) {

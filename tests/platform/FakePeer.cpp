@@ -1,26 +1,17 @@
 #include "FakePeer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
 
+#include "TestSupport.h"
+
 namespace testplatform {
 
 FakePeer::FakePeer() {
-    listenFd_ = socket(AF_INET, SOCK_STREAM, 0);
-    struct sockaddr_in sa {};
-    sa.sin_family = AF_INET;
-    sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (bind(listenFd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0 ||
-        listen(listenFd_, 4) != 0)
-        abort();
-    socklen_t len = sizeof sa;
-    getsockname(listenFd_, reinterpret_cast<sockaddr*>(&sa), &len);
-    port_ = ntohs(sa.sin_port);
+    listenFd_ = testsupport::BindLoopback(&port_);
 }
 
 FakePeer::~FakePeer() {
@@ -37,13 +28,8 @@ bool FakePeer::Accept() {
     return connFd_ >= 0;
 }
 
-ssize_t FakePeer::Fill(int timeoutMs) {
-    struct pollfd p = {connFd_, POLLIN, 0};
-    if (connFd_ < 0 || poll(&p, 1, timeoutMs) != 1) return -1;
-    uint8_t buf[4096];
-    ssize_t n = recv(connFd_, buf, sizeof buf, 0);
-    if (n > 0) pending_.insert(pending_.end(), buf, buf + n);
-    return n;
+long FakePeer::Fill(int timeoutMs) {
+    return connFd_ < 0 ? -1 : testsupport::ReadWithin(connFd_, timeoutMs, &pending_);
 }
 
 Bytes FakePeer::ReadRaw(int timeoutMs) {
@@ -78,7 +64,7 @@ void FakePeer::SetRecvBuf(int bytes) {
 }
 
 bool FakePeer::ReadToEnd(Bytes* out) {
-    ssize_t n;
+    long n;
     while ((n = Fill(5000)) > 0) {
     }
     out->swap(pending_);

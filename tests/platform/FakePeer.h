@@ -2,8 +2,6 @@
 // frames read with the codec and raw bytes written. Every wait ends after 5 s at most.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <vector>
 
@@ -38,7 +36,7 @@ private:
     int port_ = 0;
     Bytes pending_;
     // Adds what one recv() brings to pending_: the byte count, 0 on close, -1 on time-out.
-    ssize_t Fill(int timeoutMs);
+    long Fill(int timeoutMs);
 };
 
 // A platform -> agent frame; aborts on failure.

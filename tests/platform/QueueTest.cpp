@@ -67,8 +67,7 @@ TEST_F(QueueTest, PushesHeldBytesAndFrames) {
         size_t held;
         std::vector<int> types;
     };
-    Bytes both = DataFrame();
-    both.insert(both.end(), kAck.begin(), kAck.end());
+    const Bytes both = testsupport::Cat(DataFrame(), kAck);
     const Bytes bodyless = {0xCC, 0xDD, 0x14, 0xFF, 0x00, 0xFF, 0xFF};
     const size_t over = limits::kRespDataBufSize + 1;
     Bytes overMagic = {0xCC, 0xDD, 0x14, 0x00, 0x00, uint8_t(over & 0xFF), uint8_t(over >> 8)};

@@ -1,7 +1,11 @@
 #include "TestSupport.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,12 +77,7 @@ bool LogCapture::Contains(const std::string& needle) const {
 }
 
 size_t LogCapture::Count(const std::string& needle) const {
-    const std::string text = Text();
-    size_t n = 0;
-    for (size_t pos = text.find(needle); pos != std::string::npos;
-         pos = text.find(needle, pos + needle.size()))
-        ++n;
-    return n;
+    return CountOf(Text(), needle);
 }
 
 void LogCapture::Clear() {
@@ -86,11 +85,35 @@ void LogCapture::Clear() {
     gCaptured.clear();
 }
 
-bool WaitUntil(const std::function<bool()>& pred, std::chrono::milliseconds timeout) {
+int BindLoopback(int* port, bool listening) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    struct sockaddr_in sa {};
+    sa.sin_family = AF_INET;
+    sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof sa;
+    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0 ||
+        (listening && listen(fd, 4) != 0) ||
+        getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &len) != 0)
+        abort();
+    *port = ntohs(sa.sin_port);
+    return fd;
+}
+
+long ReadWithin(int fd, int timeoutMs, std::vector<uint8_t>* out, size_t max) {
+    struct pollfd p = {fd, POLLIN, 0};
+    if (poll(&p, 1, timeoutMs) != 1) return -1;
+    uint8_t buf[4096];
+    ssize_t n = read(fd, buf, max < sizeof buf ? max : sizeof buf);
+    if (n > 0) out->insert(out->end(), buf, buf + n);
+    return n;
+}
+
+bool WaitUntil(const std::function<bool()>& pred, std::chrono::milliseconds timeout,
+               std::chrono::microseconds step) {
     auto deadline = std::chrono::steady_clock::now() + timeout;
     while (std::chrono::steady_clock::now() < deadline) {
         if (pred()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        std::this_thread::sleep_for(step);
     }
     return pred();
 }

@@ -26,6 +26,28 @@ inline std::vector<uint8_t> Hex(const std::string& hex) {
     return out;
 }
 
+// `head` followed by the bytes of each part (strings or byte vectors), in order.
+inline void Append(std::vector<uint8_t>* out, const std::vector<uint8_t>& part) {
+    out->insert(out->end(), part.begin(), part.end());
+}
+inline void Append(std::vector<uint8_t>* out, const std::string& part) {
+    out->insert(out->end(), part.begin(), part.end());
+}
+template <typename... Parts>
+std::vector<uint8_t> Cat(std::vector<uint8_t> head, const Parts&... parts) {
+    (Append(&head, parts), ...);
+    return head;
+}
+
+// How many times `needle` occurs in `text` without overlapping.
+inline size_t CountOf(const std::string& text, const std::string& needle) {
+    size_t n = 0;
+    for (size_t pos = text.find(needle); pos != std::string::npos;
+         pos = text.find(needle, pos + needle.size()))
+        ++n;
+    return n;
+}
+
 // Pointers into `strings`, ended by nullptr: an argv for main() or execve, valid while `strings`
 // is alive and unchanged.
 inline std::vector<char*> CStrings(std::vector<std::string>& strings) {
@@ -67,9 +89,18 @@ private:
     unsigned oldMask_;
 };
 
-// Polls `pred` every few milliseconds until it holds or `timeout` passes. Returns pred().
+// A TCP socket bound to an ephemeral port on 127.0.0.1 (stored in *port), listening unless
+// `listening` is false (then connections to the port are refused). Aborts on failure.
+int BindLoopback(int* port, bool listening = true);
+
+// Waits up to `timeoutMs` for `fd` to be readable, then appends what one read of at most `max`
+// bytes brings: the byte count, 0 when the peer closed, -1 when nothing came in time.
+long ReadWithin(int fd, int timeoutMs, std::vector<uint8_t>* out, size_t max = 4096);
+
+// Polls `pred` every `step` until it holds or `timeout` passes. Returns pred().
 bool WaitUntil(const std::function<bool()>& pred,
-               std::chrono::milliseconds timeout = std::chrono::seconds(10));
+               std::chrono::milliseconds timeout = std::chrono::seconds(10),
+               std::chrono::microseconds step = std::chrono::milliseconds(5));
 
 // The agent binary built beside the tests (PLUG_AGENT from ctest, else the build tree path).
 std::string AgentBinary();

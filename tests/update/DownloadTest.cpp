@@ -92,7 +92,7 @@ TEST_F(DownloadTest, ResponsesFromTheScriptedServer) {
 TEST_F(DownloadTest, SilentServerRefusedConnectAndBadArgumentsGiveUp) {
     ScaledClock fast(1000.0);  // 30 s of silence last 30 ms
     SetClock(&fast);
-    int silent = 0, listenFd = testupdate::ListenLoopback(&silent);  // connects, never answers
+    int silent = 0, listenFd = testsupport::BindLoopback(&silent);  // connects, never answers
     EXPECT_EQ(DownLoadFIle("127.0.0.1", silent, "/a", file.c_str()), -1);
     EXPECT_TRUE(log.Contains("http: no answer for 30 s"));
     EXPECT_EQ(DownTestRateFIle("127.0.0.1", silent, "/a", nullptr), -1);

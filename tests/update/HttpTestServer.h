@@ -2,44 +2,28 @@
 // the other, keeps each request's text, answers with fixed bytes and closes.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <thread>
 
-namespace testupdate {
+#include "TestSupport.h"
 
-inline int ListenLoopback(int* port) {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    struct sockaddr_in a = {};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof a;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 || listen(fd, 4) != 0 ||
-        getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len) != 0) {
-        close(fd);
-        throw std::runtime_error("cannot listen on loopback");
-    }
-    *port = ntohs(a.sin_port);
-    return fd;
-}
+namespace testupdate {
 
 // A TCP port on loopback that nothing listens on at the moment of the call.
 inline int FreeLoopbackPort() {
     int port = 0;
-    close(ListenLoopback(&port));
+    close(testsupport::BindLoopback(&port));
     return port;
 }
 
 class HttpTestServer {
 public:
     explicit HttpTestServer(std::string response)
-        : response_(std::move(response)), listenFd_(ListenLoopback(&port_)) {
+        : response_(std::move(response)), listenFd_(testsupport::BindLoopback(&port_)) {
         thread_ = std::thread([this] { Run(); });
     }
     ~HttpTestServer() {
