@@ -127,6 +127,42 @@ bool NoAnswer(uint16_t fid) {
     return fid == 0 || fid == 40 || fid == 81 || fid == 84 || fid == 86;
 }
 
+// A companion simulator connected to the agent's socket and answering on its own thread until
+// Quit (or destruction); its own lines go to /dev/null.
+class ServedCompanion {
+public:
+    explicit ServedCompanion(const std::string& sock) : out_(fopen("/dev/null", "w")), c_(out_) {
+        if (c_.Connect(sock) == 0 && pipe(ctl_) == 0)
+            serve_ = std::thread([this] { c_.Run(run_, ctl_[0]); });
+    }
+    ~ServedCompanion() {
+        Quit();
+        c_.Close();
+        if (out_) fclose(out_);
+    }
+    ServedCompanion(const ServedCompanion&) = delete;
+    ServedCompanion& operator=(const ServedCompanion&) = delete;
+
+    bool ok() const { return serve_.joinable(); }
+    // Stops the companion's loop; false when the stop could not be sent.
+    bool Quit() {
+        if (!serve_.joinable()) return false;
+        bool sent = write(ctl_[1], "quit\n", 5) == 5;
+        if (!sent) run_.store(0);
+        serve_.join();
+        close(ctl_[0]);
+        close(ctl_[1]);
+        return sent;
+    }
+
+private:
+    FILE* out_;
+    companionsim::CompanionSim c_;
+    int ctl_[2] = {-1, -1};
+    std::atomic<int> run_{1};
+    std::thread serve_;
+};
+
 class Soak {
 public:
     explicit Soak(double scale) : scale_(scale) {}
@@ -243,35 +279,21 @@ bool Soak::CallOnce(uint16_t fid, const psim::Bytes& params, uint16_t* code) {
 bool Soak::CompanionCycle(bool ask) {
     bool answered = false;
     for (int attempt = 0; attempt < 20 && !answered; ++attempt) {
-        FILE* out = fopen("/dev/null", "w");
-        companionsim::CompanionSim c(out);
-        int ctl[2];
-        if (c.Connect(Sock()) == 0 && pipe(ctl) == 0) {
-            std::atomic<int> run{1};
-            std::thread serve([&] { c.Run(run, ctl[0]); });
+        {
+            ServedCompanion c(Sock());
             uint16_t code = 1;
-            for (int i = 0; ask && i < 5 && code != 0; ++i)
+            for (int i = 0; c.ok() && ask && i < 5 && code != 0; ++i)
                 if (!CallOnce(73, {}, &code)) break;
-            answered = !ask || code == 0;
-            if (write(ctl[1], "quit\n", 5) != 5) answered = false;
-            serve.join();
-            close(ctl[0]);
-            close(ctl[1]);
-        }
-        c.Close();
-        fclose(out);
+            answered = c.Quit() && (!ask || code == 0);
+        }  // disconnected before the pause
         if (!answered) std::this_thread::sleep_for(milliseconds(50));
     }
     return answered;
 }
 
 bool Soak::RandomCalls(size_t n) {
-    FILE* out = fopen("/dev/null", "w");
-    companionsim::CompanionSim c(out);
-    int ctl[2];
-    if (c.Connect(Sock()) != 0 || pipe(ctl) != 0) return false;
-    std::atomic<int> run{1};
-    std::thread serve([&] { c.Run(run, ctl[0]); });
+    ServedCompanion c(Sock());
+    if (!c.ok()) return false;
     bool ok = true;
     for (size_t i = 0; i < n && ok; ++i) {
         uint16_t fid = static_cast<uint16_t>(i % 90);
@@ -288,13 +310,7 @@ bool Soak::RandomCalls(size_t n) {
         ok = CallOnce(fid, p, &code);
         if (!ok) fprintf(stderr, "call %zu (function %u): no answer\n", i, fid);
     }
-    ok = write(ctl[1], "quit\n", 5) == 5 && ok;
-    serve.join();
-    close(ctl[0]);
-    close(ctl[1]);
-    c.Close();
-    fclose(out);
-    return ok;
+    return c.Quit() && ok;
 }
 
 void Soak::WriteState(const std::string& text) {

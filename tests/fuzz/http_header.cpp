@@ -18,18 +18,6 @@ namespace {
 int gListen = -1;
 int gPort = 0;
 
-void Listen() {
-    gListen = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof a;
-    if (gListen < 0 || bind(gListen, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 ||
-        listen(gListen, 4) != 0 || getsockname(gListen, reinterpret_cast<sockaddr*>(&a), &len) != 0)
-        abort();
-    gPort = ntohs(a.sin_port);
-}
-
 // The current input, handed to the server thread. One server thread for the whole run: a thread
 // per input makes the sanitizer runtime's bookkeeping grow by about 80 bytes per thread, which
 // over ten million inputs passes the fuzzer's memory limit.
@@ -64,8 +52,17 @@ void Serve() {
     }
 }
 
+// The loopback listener and its server thread, for the whole run.
 void Start() {
-    Listen();
+    gListen = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof a;
+    if (gListen < 0 || bind(gListen, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 ||
+        listen(gListen, 4) != 0 || getsockname(gListen, reinterpret_cast<sockaddr*>(&a), &len) != 0)
+        abort();
+    gPort = ntohs(a.sin_port);
     std::thread(Serve).detach();
 }
 
