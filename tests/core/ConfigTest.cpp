@@ -183,7 +183,7 @@ TEST(Options, ResultCodesAndErrorTexts) {
     struct Row { std::vector<std::string> args; int ret; const char* text; } rows[] = {
         {{"-m", "a1b2c3d4e5"}, -2, "Error: mac format must be \"aabbccddeeff\"."},
         {{"-f"}, -1, "Error: -f argument given but no file specified."},
-        {{"-m"}, -2, ""},
+        {{"-m"}, -2, "Error: mac format must be \"aabbccddeeff\"."},
         {{"-x", "-d"}, 0, "Unknown option: x"},  // parsing goes on after an unknown option
     };
     for (const Row& r : rows) {

@@ -59,7 +59,7 @@ TEST(BadInputE2e, DeafLinkInputsThenASlowReader) {
     setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
     Bytes calls;
     for (uint16_t t = 1000; t < 1300; ++t)
-        calls = testsupport::Cat(calls, call(t));
+        testsupport::Append(&calls, call(t));
     ASSERT_EQ(static_cast<ssize_t>(calls.size()), send(fd, calls.data(), calls.size(), 0));
     ASSERT_TRUE(testsupport::WaitUntil(
         [&] { return agent.CountLog("Recv MsgType=[20]") >= 302 || agent.CountLog("link closed"); },

@@ -50,7 +50,7 @@ const DecodeCase kDecodeCases[] = {
 };
 // clang-format on
 
-TEST(Decode, EveryKindOfLayout) {
+TEST(Decode, RepresentativeLayouts) {
     for (const DecodeCase& c : kDecodeCases) {
         std::string text = DecodeExact(c.answer, c.answer.size());
         if (c.text.rfind("answer: ", 0) != 0 && c.text.rfind("short answer: ", 0) != 0) {

@@ -204,8 +204,8 @@ TEST(FunctionRows, AnswerAndSdkCallsOfEveryRow) {
     }
     EXPECT_EQ(1, nQuerySubdev.load());
     nQuerySubdev = 0;
-    // A device row that kept the sub-device mutex would fail the next one with code 1; the last
-    // one is checked here.
+    // A device row that kept the sub-device mutex would block the next one (33, 36, 39); the
+    // release of the last is checked here.
     std::unique_lock<std::mutex> lock(SubdevMutex, std::try_to_lock);
     EXPECT_TRUE(lock.owns_lock());
 }

@@ -32,7 +32,7 @@ Bytes List(const std::vector<Entry>& entries, int count = -1) {
     size_t n = count < 0 ? entries.size() : static_cast<size_t>(count);
     Bytes p = {static_cast<uint8_t>(n), static_cast<uint8_t>(n >> 8)};
     for (size_t i = 0; i < entries.size(); ++i)
-        p = testsupport::Cat(p, Entry39(entries[i], static_cast<uint8_t>(0x40 + i)));
+        testsupport::Append(&p, Entry39(entries[i], static_cast<uint8_t>(0x40 + i)));
     return p;
 }
 

@@ -75,7 +75,7 @@ TEST_F(SubdevScanTest, RouterDevicesAndArpHostsMakeOneMessage) {
                              Rec("C0 A8 01 32 B8 27 EB 12 34 56", "printer", arpOnly),
                              Rec("C0 A8 01 34 02 00 00 00 00 52", "unknown-device", arpOnly),
                              Rec("C0 A8 01 35 02 00 00 00 00 53", "unknown-device", arpOnly)})
-        expected.insert(expected.end(), rec.begin(), rec.end());
+        testsupport::Append(&expected, rec);
     EXPECT_EQ(expected, BuildSubdevMessage(*t, 5));
     EXPECT_FALSE(log.Contains("BlackNum"));
 

@@ -29,7 +29,7 @@ protected:
     }
 
     rulestest::SimRouter router_;  // a private copy of the bundled state
-    const std::string state_ = getenv("PLUG_SDK_STATE");
+    const std::string state_ = router_.dir().File("state.json");
     testsupport::TempDir dir_;
 };
 
