@@ -54,8 +54,8 @@ TEST(CommBuildCmdTest, FramesAndRefusedIds) {
     for (const Case& c : cases) {
         LogCapture log;
         EXPECT_EQ(Build(c.id, c.seq, c.payload, c.len), testsupport::Hex(c.frame)) << c.id;
-        EXPECT_TRUE(log.Contains(c.text)) << c.id;
         if (*c.frame) continue;
+        EXPECT_TRUE(log.Contains(c.text)) << c.id;
         // The header is filled before the payload table refuses an ID: an ID in 1..1000 uses up
         // a sequence number, one outside that range does not.
         uint32_t before = CommTxSeq.load();
@@ -106,6 +106,8 @@ TEST(CommAcceptTest, RulesInOrderAndElementSizeBounds) {
 
 // What an answer stores and keeps is checked over the socket; here the bound on its size.
 TEST(CommFuncRecvTest, AnswerOverFourThousandBytesIsRefused) {
+    const uint8_t stored[] = {0, 'a'};
+    CommFuncRecv(stored, sizeof stored);
     Bytes big(4001, 0);
     CommFuncRecv(big.data(), big.size());
     uint8_t rx[1];

@@ -35,7 +35,7 @@ private:
     int connFd_ = -1;
     int port_ = 0;
     Bytes pending_;
-    // Adds what one recv() brings to pending_: the byte count, 0 on close, -1 on time-out.
+    // Adds what one read brings to pending_: the byte count, 0 on close, -1 on time-out.
     long Fill(int timeoutMs);
 };
 

@@ -26,13 +26,14 @@ inline std::vector<uint8_t> Hex(const std::string& hex) {
     return out;
 }
 
-// `head` followed by the bytes of each part (strings or byte vectors), in order.
+// Adds the bytes of `part` to the end of `out` (two overloads, so that text literals convert).
 inline void Append(std::vector<uint8_t>* out, const std::vector<uint8_t>& part) {
     out->insert(out->end(), part.begin(), part.end());
 }
 inline void Append(std::vector<uint8_t>* out, const std::string& part) {
     out->insert(out->end(), part.begin(), part.end());
 }
+// `head` followed by the bytes of each part (strings or byte vectors), in order.
 template <typename... Parts>
 std::vector<uint8_t> Cat(std::vector<uint8_t> head, const Parts&... parts) {
     (Append(&head, parts), ...);
