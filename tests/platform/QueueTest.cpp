@@ -1,12 +1,10 @@
 // Cutting frames out of the receive queue, without a socket.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
 #include "TestSupport.h"
-#include "core/Clock.h"
 #include "platform/TcpQueue.h"
 
 namespace {
@@ -115,35 +113,6 @@ TEST_F(QueueTest, FullQueueDropsTheOldestBytesAndKeepsTheNewFrame) {
         last = f->header.msgType;
     EXPECT_EQ(20, last);
     EXPECT_EQ(0x0201, first16);
-}
-
-// A clock that reports whether a wait would have slept: the wait must not when bytes arrived
-// since the last pop or the run flag is down.
-struct WaitProbe : ScaledClock {
-    WaitProbe() : ScaledClock(1.0) {}
-    int waits = 0;
-    bool WaitFor(std::condition_variable&, std::unique_lock<std::mutex>&, int64_t,
-                 const std::function<bool()>& pred) override {
-        waits += !pred();
-        return true;
-    }
-};
-
-TEST_F(QueueTest, WaitForPushReturnsAtOnceWhenBytesArrivedSinceThePop) {
-    WaitProbe probe;
-    SetClock(&probe);
-    std::atomic<int> run{1};
-    EXPECT_EQ(-1, Pop());
-    q.WaitForPush(60000, run);
-    EXPECT_EQ(1, probe.waits);  // nothing new: it waits
-    ASSERT_EQ(0, Push(kAck));
-    q.WaitForPush(60000, run);
-    EXPECT_EQ(1, probe.waits);
-    EXPECT_EQ(0, Pop());
-    run = 0;
-    q.WaitForPush(60000, run);  // stopped: no wait either
-    EXPECT_EQ(1, probe.waits);
-    SetClock(nullptr);
 }
 
 }  // namespace

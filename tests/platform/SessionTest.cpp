@@ -61,13 +61,21 @@ TEST_F(Session, UnansweredRegisterFailsAfterTenSecondsAndReLoginAfterFive) {
     EXPECT_TRUE(log.Contains("Re-login 127.0.0.1:"));
 }
 
-// Nothing listens: the identity comes from the SDK once, no status is written, and a login
-// without a registered target is refused.
-TEST_F(Session, RefusedRegisterAsksTheSdkForMacAndSerialOnceAndLoginNeedsATarget) {
+// An empty PIN or KEY is fatal. Nothing listens: the identity comes from the SDK once, no status
+// is written, and a login without a registered target is refused.
+TEST_F(Session, EmptyPinOrKeyIsFatalAndARefusedRegisterAsksTheSdkForMacAndSerialOnce) {
+    regist_port = peer.port();
+    g_pin_code[0] = '\0';
+    EXPECT_EQ(kPlugFatal, RegisterStart("127.0.0.1"));
+    EXPECT_TRUE(log.Contains("ERROR: PIN is empty, plese check your plug.conf!"));
+    memcpy(g_pin_code, kPin, strlen(kPin));
+    gKeyText[0] = '\0';
+    EXPECT_EQ(kPlugFatal, RegistSendMsg());
+    EXPECT_TRUE(log.Contains("ERROR: KEY is empty, plese check your plug.conf!"));
     memset(l_mac, 0, sizeof l_mac);
     memset(gSN, 0, sizeof gSN);
-    regist_port = peer.port();
     peer.CloseListener();
+    remove(Paths().plugStatus.c_str());  // "001" of the first attempt
     EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
     EXPECT_TRUE(log.Contains("SocketInit error"));
     EXPECT_EQ("", Status());
@@ -79,17 +87,6 @@ TEST_F(Session, RefusedRegisterAsksTheSdkForMacAndSerialOnceAndLoginNeedsATarget
     EXPECT_FALSE(log.Contains("SN: "));
     EXPECT_EQ(-1, LoginStart());
     EXPECT_TRUE(log.Contains("Login Server wrong !"));
-}
-
-TEST_F(Session, EmptyPinOrKeyIsFatal) {
-    regist_port = peer.port();
-    g_pin_code[0] = '\0';
-    EXPECT_EQ(kPlugFatal, RegisterStart("127.0.0.1"));
-    EXPECT_TRUE(log.Contains("ERROR: PIN is empty, plese check your plug.conf!"));
-    memcpy(g_pin_code, kPin, strlen(kPin));
-    gKeyText[0] = '\0';
-    EXPECT_EQ(kPlugFatal, RegistSendMsg());
-    EXPECT_TRUE(log.Contains("ERROR: KEY is empty, plese check your plug.conf!"));
 }
 
 // After a re-login the last heartbeat answer is still the lost session's: the new check thread
