@@ -9,7 +9,6 @@
 #include <functional>
 
 #include "LinkFixture.h"
-#include "SimMessages.h"
 #include "core/Limits.h"
 
 namespace {

@@ -75,7 +75,7 @@ TEST_F(Session, EmptyPinOrKeyIsFatalAndARefusedRegisterAsksTheSdkForMacAndSerial
     memset(l_mac, 0, sizeof l_mac);
     memset(gSN, 0, sizeof gSN);
     peer.CloseListener();
-    remove(Paths().plugStatus.c_str());  // "001" of the first attempt
+    testsupport::WriteFile(Paths().plugStatus, "");  // clears the first attempt's "001"
     EXPECT_EQ(-1, RegisterStart("127.0.0.1"));
     EXPECT_TRUE(log.Contains("SocketInit error"));
     EXPECT_EQ("", Status());
