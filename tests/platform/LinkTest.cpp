@@ -166,7 +166,6 @@ TEST_F(Link, SendersWriteTheDocumentedFrames) {
         EXPECT_EQ(r.head, Bytes(raw.begin(), raw.begin() + static_cast<long>(r.head.size())));
         DecodedFrame f;
         ASSERT_EQ(static_cast<long>(raw.size()), DecodeFrame(kKey, raw.data(), raw.size(), &f));
-        EXPECT_TRUE(f.checksumOk);
         EXPECT_EQ(r.body, f.body);
     }
     EXPECT_EQ(-1, LoginServer());  // logged in
