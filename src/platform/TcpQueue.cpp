@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "core/ByteOrder.h"
-#include "core/Clock.h"
 #include "core/Log.h"
 
 using namespace limits;
@@ -23,28 +22,24 @@ size_t FindMagic(const uint8_t* p, size_t from, size_t held) {
 
 int RecvQueue::push(const uint8_t* bytes, size_t count) {
     if (!bytes) return -1;
-    {
-        std::lock_guard<std::mutex> g(mu_);
-        // A chunk larger than the whole queue keeps only its newest bytes.
-        if (count > kRecvQueueSize) {
-            bytes += count - kRecvQueueSize;
-            count = kRecvQueueSize;
-        }
-        if (mOffset + count > kRecvQueueSize) {
-            // Only whole frames waiting for pop and one frame being assembled are held, so
-            // this means the reader is far behind: the oldest bytes go, the new ones stay.
-            size_t drop = mOffset + count - kRecvQueueSize;
-            LOGE("receive queue full: %zu oldest bytes dropped", drop);
-            memmove(mData.get(), mData.get() + drop, mOffset - drop);
-            mOffset -= drop;
-            mChecked = 0;
-        }
-        memcpy(mData.get() + mOffset, bytes, count);
-        mOffset += count;
-        Compact();
-        ++pushes_;
+    std::lock_guard<std::mutex> g(mu_);
+    // A chunk larger than the whole queue keeps only its newest bytes.
+    if (count > kRecvQueueSize) {
+        bytes += count - kRecvQueueSize;
+        count = kRecvQueueSize;
     }
-    cv_.notify_one();
+    if (mOffset + count > kRecvQueueSize) {
+        // Only whole frames waiting for pop and one frame being assembled are held, so
+        // this means the reader is far behind: the oldest bytes go, the new ones stay.
+        size_t drop = mOffset + count - kRecvQueueSize;
+        LOGE("receive queue full: %zu oldest bytes dropped", drop);
+        memmove(mData.get(), mData.get() + drop, mOffset - drop);
+        mOffset -= drop;
+        mChecked = 0;
+    }
+    memcpy(mData.get() + mOffset, bytes, count);
+    mOffset += count;
+    Compact();
     return 0;
 }
 
@@ -84,7 +79,6 @@ void RecvQueue::Compact() {
 
 int RecvQueue::pop(QueuedFrame* out, int16_t* first16) {
     std::lock_guard<std::mutex> g(mu_);
-    seen_ = pushes_;
     if (mChecked == 0) return -1;
     // The queue starts with a whole frame whose lengths fit the buffers (Compact).
     const uint8_t* q = mData.get();
@@ -117,16 +111,6 @@ void RecvQueue::Reset() {
 size_t RecvQueue::Held() {
     std::lock_guard<std::mutex> g(mu_);
     return mOffset;
-}
-
-void RecvQueue::WaitForPush(int64_t ms, const std::atomic<int>& run) {
-    std::unique_lock<std::mutex> lock(mu_);
-    GetClock().WaitFor(cv_, lock, ms, [&] { return pushes_ != seen_ || run.load() == 0; });
-}
-
-void RecvQueue::Wake() {
-    { std::lock_guard<std::mutex> g(mu_); }
-    cv_.notify_all();
 }
 
 RecvQueue& GetRecvQueue() {

@@ -2,8 +2,6 @@
 // frame out (pop). Pure over its own buffer, so it is driven from tests without a socket.
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -23,7 +21,7 @@ struct QueuedFrame {
 class RecvQueue {
 public:
     RecvQueue();
-    // Appends `count` bytes and wakes a waiting reader; -1 only for a null pointer. Bytes that
+    // Appends `count` bytes; -1 only for a null pointer. Bytes that
     // cannot start a frame are discarded at once (a last 0xCC is kept, it may begin a magic),
     // and a header whose DataLen exceeds the data buffer is dropped (ERROR) as soon as its 7
     // bytes are in, without waiting for its body. A queue full anyway drops its oldest bytes
@@ -37,22 +35,15 @@ public:
     // Empties the queue (mOffset back to 0).
     void Reset();
     size_t Held();
-    // Waits up to `ms` (clock seam) until bytes were pushed since the last pop, or stop() holds.
-    void WaitForPush(int64_t ms, const std::atomic<int>& run);
-    // Wakes WaitForPush so it re-reads its run flag.
-    void Wake();
 
 private:
     std::mutex mu_;
-    std::condition_variable cv_;
     // Drops junk and oversized headers behind the checked whole frames (lock held).
     void Compact();
 
     std::unique_ptr<uint8_t[]> mData;
     size_t mOffset = 0;
-    size_t mChecked = 0;   // leading bytes that are whole frames with valid lengths
-    uint64_t pushes_ = 0;  // counts pushes, so a push between pop and wait is never missed
-    uint64_t seen_ = 0;
+    size_t mChecked = 0;  // leading bytes that are whole frames with valid lengths
 };
 
 // The one receive queue of the platform connection.
