@@ -105,8 +105,9 @@ TEST_F(DiagTest, JobLifecycle) {
         EXPECT_TRUE(WaitUntil([&] { return Call(request).bytes == Hex("AB CD 08 00 00 00"); }));
         FetchPingWhenDone();
     }
-    EXPECT_EQ(Args("ping"), "-s 1400 -c 2 10.1.2.3\n-s 1400 -c 50 10.1.2.3\n-s 0 -c 50 127.0.0.1\n"
-                            "-s 65535 -c 1 255.255.255.255\n");
+    EXPECT_EQ(Args("ping"),
+              "-s 1400 -c 2 10.1.2.3\n-s 1400 -c 50 10.1.2.3\n-s 0 -c 50 127.0.0.1\n"
+              "-s 65535 -c 1 255.255.255.255\n");
 
     // Traceroute: one at a time; a fetch while it runs kills it and answers what it wrote.
     Hold();
