@@ -11,7 +11,6 @@
 #include "FnTestSupport.h"
 #include "core/SubdevMutex.h"
 #include "functions/FwVersion.h"
-#include "functions/ProtoolSdk.h"
 #include "functions/SdkRecords.h"
 #include "ipc/AutoReport.h"
 #include "lan/Subdev.h"
