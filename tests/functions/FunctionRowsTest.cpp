@@ -61,9 +61,9 @@ Bytes Wan1() {
         .At(225, Hex("64 00 00")).bytes;
 }
 
-Bytes PhoneRecord() {
-    return Cat(Image(22).At(0, kPhone).Text(6, "phone").bytes,
-               Hex("02 01 00 01 01 D0 62 03 C0 A8 01 64"));
+// The test state's device as its 34-byte record, `tail` from byte 22 (mode at 24, access at 25).
+Bytes PhoneRecord(const char* tail = "02 01 00 01 01 D0 62 03 C0 A8 01 64") {
+    return Cat(Image(22).At(0, kPhone).Text(6, "phone").bytes, Hex(tail));
 }
 
 struct Row {
@@ -74,15 +74,12 @@ struct Row {
 
 std::vector<Row> Rows() {
     const std::string ph = kPhoneLog;
-    Image ssid(120);
-    ssid.At(0, Hex("01 00")).Text(2, "Guest2").Text(35, "pw2");
-    ssid.At(100, Hex("01 01 01 01 00 01  0B 00  08 00  C8 00  C0 A8 02 01  FF FF 00 00"));
-    Image unterminated(120);
-    unterminated.At(0, Hex("01 00")).Text(2, std::string(33, 'S')).Text(35, std::string(65, 'P'));
-    Image accounts(192);
-    const char* texts[] = {"fu", "fp", "su", "sp", "tu", "tp"};
-    for (int i = 0; i < 6; ++i)
-        accounts.Text(32 * i, texts[i]);
+    const Bytes ssid = Image(120).At(0, Hex("01 00")).Text(2, "Guest2").Text(35, "pw2")
+        .At(100, Hex("01 01 01 01 00 01  0B 00  08 00  C8 00  C0 A8 02 01  FF FF 00 00")).bytes;
+    const Bytes unterminated = Image(120).At(0, Hex("01 00")).Text(2, std::string(33, 'S'))
+        .Text(35, std::string(65, 'P')).bytes;
+    const Bytes accounts = Image(192).Text(0, "fu").Text(32, "fp").Text(64, "su").Text(96, "sp")
+        .Text(128, "tu").Text(160, "tp").bytes;
     const std::string md5 = "0123456789abcdef0123456789abcdef";
     return {
         {1, {}, Head(70, 1).Text(6, "V1.2").At(66, Hex("16 0C 1B 05")).bytes, "get_router_version"},
@@ -110,12 +107,12 @@ std::vector<Row> Rows() {
              .At(106, Hex("02 01 00 01 00 00  06 00  20 00  64 00  C0 A8 64 01  FF FF FF 00"))
              .bytes,
          "get_ssid_cfg 0"},
-        {17, ssid.bytes, Status(17),
+        {17, ssid, Status(17),
          "set_ssid_cfg 1 ssid=\"Guest2\" password=\"pw2\" encrypt=1 auth=1 hidden=1 enable=1 "
          "band=0 isolate=1 channel=11 max_clients=8 beacon_interval=200 guest_ip=192.168.2.1 "
          "guest_mask=255.255.0.0"},
         // Texts that fill their field without a terminator reach the SDK cut by one character.
-        {17, unterminated.bytes, Status(17),
+        {17, unterminated, Status(17),
          "set_ssid_cfg 1 ssid=\"" + std::string(32, 'S') + "\" password=\"" + std::string(64, 'P') +
              "\" encrypt=0 auth=0 hidden=0 enable=0 band=0 isolate=0 channel=0 max_clients=0 "
              "beacon_interval=0 guest_ip=0.0.0.0 guest_mask=0.0.0.0"},
@@ -136,14 +133,13 @@ std::vector<Row> Rows() {
              .Text(134, "admin").Text(166, "tel").bytes,
          "get_ftp_user\nget_ftp_password\nget_samba_user\nget_samba_password\nget_telnet_user\n"
          "get_telnet_password"},
-        {29, accounts.bytes, Status(29),
+        {29, accounts, Status(29),
          "set_ftp_user \"fu\"\nset_ftp_password \"fp\"\nset_samba_user \"su\"\n"
          "set_samba_password \"sp\"\nset_telnet_user \"tu\"\nset_telnet_password \"tp\""},
         {30, {}, Q(30, 7, "01"), "get_wps_switch"},
         {31, Hex("00"), Status(31), "set_wps_switch 0"},
-        {32, Cat(Image(22).At(0, kPhone).Text(6, "phone").bytes,
-                         Hex("02 01 01 00 01 D0 62 03 C0 A8 01 64")),
-         Status(32), "set_dev_access_control " + ph + " access=0 mode=1"},
+        {32, PhoneRecord("02 01 01 00 01 D0 62 03 C0 A8 01 64"), Status(32),
+         "set_dev_access_control " + ph + " access=0 mode=1"},
         {33, kPhone, Q(33, 22, "E0 2E 00 00 00 00 00 00  30 57 05 00 00 00 00 00"),
          "get_dev_us_bw " + ph + "\nget_dev_ds_bw " + ph},
         {34, kPhone, Q(34, 22, "00 C8 00 00 00 00 00 00  00 00 10 00 00 00 00 00"),
