@@ -117,10 +117,10 @@ protected:
             return fake.Count("RegisterStart") == n ? 0 : -1;
         };
     }
-    // Ends the session once, at `ms` of virtual time.
-    void EndSessionAt(int64_t ms) {
-        clock.onSleep = [this, ms, done = false](int64_t elapsed) mutable {
-            if (!done && elapsed >= ms) done = true, fake.ended = 1;
+    // Ends the session once at each of `ms` of virtual time, in ascending order.
+    void EndSessionsAt(const std::vector<int64_t>& ms) {
+        clock.onSleep = [this, ms, next = size_t{0}](int64_t elapsed) mutable {
+            if (next < ms.size() && elapsed >= ms[next]) ++next, fake.ended = 1;
         };
     }
 
@@ -169,10 +169,7 @@ TEST_F(Supervision, RegistrationCyclesAndTwelfthFailureIsFatal) {
 TEST_F(Supervision, ScheduledActionsOncePerRegistrationNotAfterReLogin) {
     RegisterOkAt(1);
     fake.reloginResult = [this] { return fake.Count("ReLogin") == 1 ? 0 : -1; };
-    clock.onSleep = [this, ends = 0](int64_t elapsed) mutable {
-        if ((ends == 0 && elapsed >= 300000) || (ends == 1 && elapsed >= 1000000))
-            ++ends, fake.ended = 1;
-    };
+    EndSessionsAt({300000, 1000000});
     EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1));
     EXPECT_EQ(2u, fake.Count("ReLogin"));
     EXPECT_EQ(1u, fake.Count("autoreport_conf"));
@@ -208,7 +205,7 @@ TEST_F(Supervision, SessionEndsAndWhatFollows) {
         log.Clear();
         RegisterOkAt(r.okRegistration);
         fake.heartbeatResult = r.heartbeat;
-        EndSessionAt(clock.NowMs() - clock.start + r.endAtMs);
+        EndSessionsAt({clock.NowMs() - clock.start + r.endAtMs});
         EXPECT_EQ(-1, RunSupervisionLoop(FakeOps(), 1)) << r.name;
         EXPECT_EQ(r.registers, fake.Count("RegisterStart")) << r.name;
         EXPECT_EQ(r.relogins, fake.Count("ReLogin")) << r.name;
@@ -249,11 +246,9 @@ class Startup : public Supervision {
 protected:
     int Main(std::vector<std::string> args) {
         args.insert(args.begin(), "plugagent");
-        clock.onSleep = [this](int64_t elapsed) { sleeps.push_back(elapsed); };
         auto argv = testsupport::CStrings(args);
         return PlugMain(static_cast<int>(args.size()), argv.data(), FakeOps());
     }
-    std::vector<int64_t> sleeps;  // virtual time at the end of each sleep
     void TearDown() override {
         SetLogMask(31);  // the capture restores its own mask; PlugMain changed it meanwhile
         l_debug = 0;
@@ -269,22 +264,10 @@ TEST_F(Startup, ServicesStartInOrderAfterTheSettings) {
     fake.calls.resize(want.size());
     EXPECT_EQ(want, fake.calls);
     // 50 ms after the version line, then 10 ms before function 39 and before function 40.
-    sleeps.resize(3);
-    EXPECT_EQ((std::vector<int64_t>{50, 60, 70}), sleeps);
+    fake.at.resize(want.size());
+    EXPECT_EQ((std::vector<int64_t>{50, 50, 50, 50, 60, 70, 70, 70}), fake.at);
     EXPECT_TRUE(log.Contains("Log system [debug] working."));
     EXPECT_TRUE(log.Contains(">>>>>>>>>>>>>>>>> Plugin Version = 2.0.0.7-20221227"));
-}
-
-// Wrong options: the identity has been cleared, nothing starts and no status is written.
-TEST_F(Startup, WrongOptionsReturnAfterClearingTheIdentity) {
-    memset(l_mac, 0xAA, sizeof l_mac);
-    memset(gSN, 'S', sizeof gSN);
-    EXPECT_EQ(-1, Main({"-m", "0011223344"}));
-    EXPECT_EQ(std::string(sizeof l_mac, '\0'), std::string(l_mac, l_mac + sizeof l_mac));
-    EXPECT_EQ(std::string(sizeof gSN, '\0'), std::string(gSN, gSN + sizeof gSN));
-    EXPECT_TRUE(log.Contains("Error wrong param(s)."));
-    EXPECT_TRUE(fake.calls.empty());
-    EXPECT_EQ("", Status());
 }
 
 TEST_F(Startup, WithoutDebugNotOneLineAfterTheOptions) {
@@ -295,21 +278,32 @@ TEST_F(Startup, WithoutDebugNotOneLineAfterTheOptions) {
 }
 
 // A failing start-up step ends PlugMain right there, with its text and status; an unknown resolve
-// result ends the loop before its first registration.
+// result ends the loop before its first registration; wrong options end it before any step. The
+// identity has been cleared first.
 TEST_F(Startup, FailingStepEndsWithItsTextAndStatus) {
-    struct Row { int* result; int value; const char *lastCall, *text, *status; } rows[] = {
-        {&fake.resolveResult, -1, "InitProtool", "Dns parse failed, exit!!!", "102\n"},
-        {&fake.resolveResult, 7, "StartSubdev", "Dns parse failed, exit!!!", "102\n"},
-        {&fake.commServerResult, -1, "CommServerStart", "Comm server start error.", ""},
-        {&fake.subdevResult, -1, "StartSubdev", "StartSubdev failed.", ""}};
+    struct Row {
+        std::vector<std::string> args;
+        int* result;
+        int value;
+        const char *lastCall, *text, *status;
+    } rows[] = {
+        {{"-m", "0011223344"}, &fake.resolveResult, 0, "", "Error wrong param(s).", ""},
+        {{"-d"}, &fake.resolveResult, -1, "InitProtool", "Dns parse failed, exit!!!", "102\n"},
+        {{"-d"}, &fake.resolveResult, 7, "StartSubdev", "Dns parse failed, exit!!!", "102\n"},
+        {{"-d"}, &fake.commServerResult, -1, "CommServerStart", "Comm server start error.", ""},
+        {{"-d"}, &fake.subdevResult, -1, "StartSubdev", "StartSubdev failed.", ""}};
     for (const Row& r : rows) {
         fake.calls.clear();
         log.Clear();
         std::remove(dir.File("plugstatus").c_str());
+        memset(l_mac, 0xAA, sizeof l_mac);
+        memset(gSN, 'S', sizeof gSN);
         *r.result = r.value;
-        EXPECT_EQ(-1, Main({"-d"}));
+        EXPECT_EQ(-1, Main(r.args));
         *r.result = 0;
-        EXPECT_EQ(r.lastCall, fake.calls.back());
+        EXPECT_EQ(r.lastCall, fake.calls.empty() ? "" : fake.calls.back());
+        EXPECT_EQ(std::string(sizeof l_mac, '\0'), std::string(l_mac, l_mac + sizeof l_mac));
+        EXPECT_EQ(std::string(sizeof gSN, '\0'), std::string(gSN, gSN + sizeof gSN));
         EXPECT_TRUE(log.Contains(r.text)) << r.lastCall;
         EXPECT_EQ(r.status, Status()) << r.lastCall;
     }

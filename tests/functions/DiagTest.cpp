@@ -74,12 +74,6 @@ uint16_t Code(const fntest::Answer& a) {
     return a.bytes.size() >= 6 ? static_cast<uint16_t>(a.bytes[4] | (a.bytes[5] << 8)) : 0xFFFF;
 }
 
-// Function 8 until the job starts (code 0): the previous job's fetch says done once its output
-// is read, and until its worker has reaped the tool a start answers 1 (not started).
-void StartPing(const Bytes& request) {
-    EXPECT_TRUE(WaitUntil([&] { return Call(request).bytes == Hex("AB CD 08 00 00 00"); }));
-}
-
 // Function 9 until the ping has finished (code 0).
 fntest::Answer FetchPingWhenDone() {
     fntest::Answer a;
@@ -93,23 +87,6 @@ Bytes TextAnswer(uint8_t id, const std::string& text) {
     return testsupport::Cat({0xAB, 0xCD, id, 0, 0, 0, uint8_t(len), uint8_t(len >> 8)}, text);
 }
 
-TEST_F(DiagTest, PingRequestFieldsReachTheTool) {
-    const struct {
-        Bytes request;
-        const char* args;
-    } cases[] = {
-        {PingRequest("0A 01 02 03", "78 05 50 00"), "-s 1400 -c 50 10.1.2.3"},  // count 80 runs 50
-        {PingRequest("7F 00 00 01", "00 00 32 00"), "-s 0 -c 50 127.0.0.1"},
-        {PingRequest("FF FF FF FF", "FF FF 01 00"), "-s 65535 -c 1 255.255.255.255"},
-    };
-    for (const auto& c : cases) {
-        unlink(File("ping.args").c_str());
-        StartPing(c.request);
-        FetchPingWhenDone();
-        EXPECT_EQ(Args("ping"), std::string(c.args) + "\n");
-    }
-}
-
 TEST_F(DiagTest, JobLifecycle) {
     LogCapture log;
     // Ping: one at a time; a fetch while it runs answers its status 1 and does not wait; the
@@ -120,9 +97,17 @@ TEST_F(DiagTest, JobLifecycle) {
     EXPECT_EQ(Call(Request(9)).bytes, Hex("AB CD 09 00 01 00"));
     Release();
     EXPECT_EQ(FetchPingWhenDone().bytes, TextAnswer(9, kPingText));
-    StartPing(kPing);  // a finished job restarts
-    FetchPingWhenDone();
-    EXPECT_EQ(Args("ping"), "-s 1400 -c 2 10.1.2.3\n-s 1400 -c 2 10.1.2.3\n");
+    // A finished job restarts (until its worker has reaped the tool, a start answers 1); the
+    // fields reach the tool, a count above 50 runs 50.
+    for (const Bytes& request :
+         {PingRequest("0A 01 02 03", "78 05 50 00"), PingRequest("7F 00 00 01", "00 00 32 00"),
+          PingRequest("FF FF FF FF", "FF FF 01 00")}) {
+        EXPECT_TRUE(WaitUntil([&] { return Call(request).bytes == Hex("AB CD 08 00 00 00"); }));
+        FetchPingWhenDone();
+    }
+    EXPECT_EQ(Args("ping"),
+              "-s 1400 -c 2 10.1.2.3\n-s 1400 -c 50 10.1.2.3\n-s 0 -c 50 127.0.0.1\n"
+              "-s 65535 -c 1 255.255.255.255\n");
 
     // Traceroute: one at a time; a fetch while it runs kills it and answers what it wrote.
     Hold();
@@ -144,20 +129,17 @@ TEST_F(DiagTest, JobLifecycle) {
     TraceReset();
     unlink(File("tracerouteFile").c_str());
     EXPECT_EQ(Call(Request(52)).bytes, Hex("AB CD 34 00 01 00"));
-}
 
-TEST_F(DiagTest, WatchdogKillsATracerouteAfter500Seconds) {
-    LogCapture log;
-    ScaledClock fast(100000);  // 500 s in 5 ms
-    SetClock(&fast);
-    Hold();
+    // A traceroute still running after 500 s is killed by the watchdog, which ends the job: a new
+    // one starts although the tool would still hold.
+    ManualClock clock;
+    SetClock(&clock);
     ASSERT_EQ(Code(Call(Request(51, Hex("0A 01 02 03")))), 0);
-    ASSERT_TRUE(WaitUntil([&] { return log.Contains("Exit killTrace"); }));
-    EXPECT_TRUE(log.Contains("kill traceroute"));  // what the lifecycle test sees never happen
-    EXPECT_EQ(Args("killall"), "-9 traceroute\n");
-    // The killed job has ended: a new one starts although the tool would still hold.
+    ASSERT_TRUE(WaitUntil([&] { return log.Contains("kill traceroute"); }));
+    EXPECT_EQ(500000, clock.SleptMs());
+    EXPECT_EQ(Args("killall"), "-9 traceroute\n-9 traceroute\n");
     EXPECT_TRUE(WaitUntil([&] { return Code(Call(Request(51, Hex("0A 01 02 03")))) == 0; }));
-    TraceReset();  // its watchdog waits on `fast`
+    TraceReset();  // its watchdog waits on `clock`
     SetClock(nullptr);
 }
 
