@@ -115,15 +115,13 @@ TEST(CommFuncRecvTest, AnswerOverFourThousandBytesIsRefused) {
     EXPECT_EQ(rx[0], 1);  // the status of a refused answer
 }
 
-// The prefixed relay's bytes are checked against the platform peer; here its bound.
-TEST(RelayTest, PrefixAndPayloadMustFit) {
-    uint8_t out[64], p[57] = {};
-    EXPECT_EQ(CommBuildRelay(out, sizeof out, 1, 86, p, 56), 64u);
-    EXPECT_EQ(CommBuildRelay(out, sizeof out, 1, 86, p, 57), 0u);
-}
-
-TEST(RelayTest, Function81HasNoLengthAndReversesItsCounters) {
+// The prefixed relay's bytes are checked against the platform peer; here its bound. Function 81
+// goes without a length and with its counters reversed.
+TEST(RelayTest, PrefixBoundAndFunction81) {
+    uint8_t small[64];
     Bytes p(229), out(8192);
+    EXPECT_EQ(CommBuildRelay(small, sizeof small, 1, 86, p.data(), 56), 64u);
+    EXPECT_EQ(CommBuildRelay(small, sizeof small, 1, 86, p.data(), 57), 0u);
     std::iota(p.begin(), p.end(), 0);
     ASSERT_EQ(CommBuildRelay(out.data(), out.size(), 5, 81, p.data(), p.size()), 235u);
     Bytes want = Cat(testsupport::Hex("05 00 51 00 00 00"), p);  // no length before the payload

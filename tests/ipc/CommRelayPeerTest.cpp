@@ -27,7 +27,8 @@ protected:
     RawCompanion c;
 };
 
-TEST_F(RelayPeerTest, JsonReportArrivesWithItsPrefix) {
+// A JSON report goes up with the router MAC and its prefix; a firmware result as function 17.
+TEST_F(RelayPeerTest, JsonReportWithItsPrefixAndFirmwareResultAsFunction17) {
     AutoReportSeq.store(0x0102);
     ASSERT_TRUE(c.Send(CompanionFrame(84, 1, {0xAA, 0xBB, 0xCC})));
     DecodedFrame f;
@@ -40,11 +41,7 @@ TEST_F(RelayPeerTest, JsonReportArrivesWithItsPrefix) {
     EXPECT_EQ(f.body, testsupport::Hex("00 00 54 00 11 22 33 44 55 0B 00 "
                                        "02 01 54 00 00 00 03 00 AA BB CC"));
     EXPECT_EQ(AutoReportSeq.load(), 0x0103);
-}
-
-TEST_F(RelayPeerTest, FirmwareResultGoesToFunction17) {
-    ASSERT_TRUE(c.Send(CompanionFrame(999, 1, {7})));
-    DecodedFrame f;
+    ASSERT_TRUE(c.Send(CompanionFrame(999, 2, {7})));
     ASSERT_TRUE(peer.Read(testplatform::kKey, &f));
     EXPECT_EQ(f.header.msgType, 17);  // upload without MAC
     std::string text = "{\"result\":7,\"resultDesc\":\"check sum error.\"}";

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <sstream>
@@ -29,8 +30,8 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-    // Nothing useful to do on failure in a destructor; the directory is under the temp root.
-    if (system(("rm -rf '" + path_ + "'").c_str()) != 0) return;
+    std::error_code ignored;  // nothing useful to do on failure; it is under the temp root
+    std::filesystem::remove_all(path_, ignored);
 }
 
 void WriteFile(const std::string& path, const std::string& content) {
