@@ -123,17 +123,8 @@ TEST(DecodeBounds, RandomAnswersNeverOverRead) {
     }
 }
 
-TEST(Encode, BodyHeader) {
-    Bytes body;
-    std::string error;
-    ASSERT_EQ(0, EncodeFunctionRequest(45, "dns1=8.8.8.8 dns2=8.8.4.4", &body, &error, 0x3412));
-    EXPECT_EQ(Hex("12 34 2D 00 00 00 00 00 00 00 08 08 08 08 08 08 04 04"), body);
-    ASSERT_EQ(0, EncodeFunctionRequest(300, "hex=AB", &body, &error, 0xBEEF));
-    EXPECT_EQ(Hex("EF BE 2C 01 00 00 00 00 00 00 AB"), body);
-}
-
-// Good lines give their parameter bytes; bad ones a reason and leave the output alone. Texts
-// stop exactly at their room.
+// Good lines give their parameter bytes, and the same arguments after the ID give the whole body;
+// bad ones a reason and leave the output alone. Texts stop exactly at their room.
 TEST(Encode, CallLines) {
     const std::string name64 = "37 mac=AA:BB:CC:00:11:22 name=" + std::string(64, 'a');
     const std::string json1024 = "87 json=\"" + std::string(1022, 'j') + "\"";
@@ -179,6 +170,10 @@ TEST(Encode, CallLines) {
         EXPECT_EQ(c.error ? -1 : 0, EncodeCallLine(c.line, &id, &params, &error)) << c.line;
         EXPECT_EQ(c.error ? Bytes{0xEE} : c.params, params) << c.line;
         EXPECT_TRUE(!c.error || error.find(c.error) != std::string::npos) << c.line << " " << error;
+        if (c.error) continue;
+        ASSERT_EQ(0, EncodeFunctionRequest(id, c.line.substr(c.line.find(' ')), &params, &error,
+                                           0xCDAB));
+        EXPECT_EQ(fntest::Request(id, c.params), params) << c.line;  // tag AB CD, ID, six zeros
     }
 }
 
