@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
 #include <string>
 
@@ -26,19 +25,17 @@ inline int RealMs(double agentSeconds, double scale) {
 struct AgentConfig {
     int port = 6039;    // registration port on 127.0.0.1 (no "com" in the name: test mode)
     double scale = 10;  // PLUG_TIME_SCALE
-    bool debug = true;  // -d: every log line to agent.log
-    std::map<std::string, std::string> env = {};  // added to the agent's environment
 };
 
 class AgentRun {
 public:
     ~AgentRun();
     const testsupport::TempDir& dir() const { return dir_; }
-    // Writes plug.conf and the SDK state copy, and starts the agent with [-d] -f -m.
+    // Writes plug.conf and the SDK state copy, and starts the agent with -d (every log line to
+    // agent.log), -f and -m.
     void Start(const AgentConfig& cfg);
     std::string Log() const { return testsupport::ReadFile(dir_.File("agent.log")); }
     std::string Status() const { return testsupport::ReadFile(dir_.File("plugstatus")); }
-    bool WaitStatus(const std::string& code, int timeoutMs) const;  // code without the newline
     bool WaitLog(const std::string& needle, int timeoutMs) const;
     size_t CountLog(const std::string& needle) const { return testsupport::CountOf(Log(), needle); }
     // Waits for the agent's end: true with its exit status.
