@@ -12,15 +12,15 @@ void AgentRun::Start(const AgentConfig& cfg) {
                            std::string("[Dev]\nPIN=") + kPin + "\n[Protool]\nKEY=" + kKey +
                                "\nSERVER1=127.0.0.1\nSERVER2=127.0.0.1\nPORT=" + port + "\n");
     std::map<std::string, std::string> env = {{"PLUG_RUNTIME_DIR", dir_.path()},
-                                               {"PLUG_TIME_SCALE", std::to_string(cfg.scale)}};
+                                              {"PLUG_TIME_SCALE", std::to_string(cfg.scale)}};
 #ifdef PLUG_SDK_DEFAULT_STATE_FILE
     testsupport::WriteFile(dir_.File("router.json"),
                            testsupport::ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));
     env["PLUG_SDK_STATE"] = dir_.File("router.json");
     env["PLUG_SDK_CALL_LOG"] = dir_.File("sdk-calls.log");
 #endif
-    std::vector<std::string> argv{testsupport::AgentBinary(), "-d", "-f", dir_.File("plug.conf"),
-                                  "-m", "A1B2C3D4E5F6"};
+    std::vector<std::string> argv{testsupport::AgentBinary(), "-d", "-f",
+                                  dir_.File("plug.conf"),     "-m", "A1B2C3D4E5F6"};
     child_ = std::make_unique<testsupport::Child>(argv, env, dir_.File("agent.log"), dir_.path());
 }
 

@@ -164,8 +164,8 @@ TEST(Encode, CallLines) {
         EXPECT_EQ(c.error ? Bytes{0xEE} : c.params, params) << c.line;
         EXPECT_TRUE(!c.error || error.find(c.error) != std::string::npos) << c.line << " " << error;
         if (c.error) continue;
-        ASSERT_EQ(0, EncodeFunctionRequest(id, c.line.substr(c.line.find(' ')), &params, &error,
-                                           0xCDAB));
+        ASSERT_EQ(
+            0, EncodeFunctionRequest(id, c.line.substr(c.line.find(' ')), &params, &error, 0xCDAB));
         EXPECT_EQ(fntest::Request(id, c.params), params) << c.line;  // tag AB CD, ID, six zeros
     }
 }

@@ -125,8 +125,8 @@ TEST_F(DownloadTest, StockServerMultiMegabyteFileAndItsMd5) {
         c = static_cast<char>(rng());
     testsupport::TempDir www;
     testsupport::WriteFile(www.File("plug.bin"), big);
-    int port = 0;
-    close(testsupport::BindLoopback(&port));  // a port free for httpd
+    int port = 0;  // a port free for httpd
+    close(testsupport::BindLoopback(&port));
     Process httpd;  // killed and reaped when the test ends
     ASSERT_EQ(httpd.Start({"busybox", "httpd", "-f", "-p", "127.0.0.1:" + std::to_string(port),
                            "-h", www.path()}),
