@@ -6,13 +6,13 @@ AgentRun::~AgentRun() {
     if (child_) child_->Kill();
 }
 
-void AgentRun::Start(const AgentConfig& cfg) {
-    const std::string port = std::to_string(cfg.port);
-    testsupport::WriteFile(dir_.File("plug.conf"),
-                           std::string("[Dev]\nPIN=") + kPin + "\n[Protool]\nKEY=" + kKey +
-                               "\nSERVER1=127.0.0.1\nSERVER2=127.0.0.1\nPORT=" + port + "\n");
+void AgentRun::Start(int port, double scale) {
+    testsupport::WriteFile(
+        dir_.File("plug.conf"),
+        std::string("[Dev]\nPIN=") + kPin + "\n[Protool]\nKEY=" + kKey +
+            "\nSERVER1=127.0.0.1\nSERVER2=127.0.0.1\nPORT=" + std::to_string(port) + "\n");
     std::map<std::string, std::string> env = {{"PLUG_RUNTIME_DIR", dir_.path()},
-                                              {"PLUG_TIME_SCALE", std::to_string(cfg.scale)}};
+                                              {"PLUG_TIME_SCALE", std::to_string(scale)}};
 #ifdef PLUG_SDK_DEFAULT_STATE_FILE
     testsupport::WriteFile(dir_.File("router.json"),
                            testsupport::ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));

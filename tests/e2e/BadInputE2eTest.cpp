@@ -19,7 +19,7 @@ TEST(BadInputE2e, DeafLinkInputsThenASlowReader) {
     s.interval = 20;
     auto sim = StartSim(s);
     AgentRun agent;
-    agent.Start(ConfigFor(*sim, 10));
+    agent.Start(sim->RegPort());
     ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
     uint8_t mac[6];
     sim->AgentMac(mac);

@@ -28,7 +28,7 @@ protected:
         s.interval = 20;
         s.decode = 1;
         sim = StartSim(s);
-        agent.Start(ConfigFor(*sim, 10));
+        agent.Start(sim->RegPort());
         ASSERT_TRUE(WaitLoggedIn(*sim, kWaitMs)) << agent.Log();
     }
     bool Run(const std::string& line) { return psim::RunCommand(*sim, line, [] {}); }
