@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
 #include <string>
 
@@ -23,22 +22,16 @@ inline int RealMs(double agentSeconds, double scale) {
     return static_cast<int>(agentSeconds * 1000.0 / scale);
 }
 
-struct AgentConfig {
-    int port = 6039;    // registration port on 127.0.0.1 (no "com" in the name: test mode)
-    double scale = 10;  // PLUG_TIME_SCALE
-    bool debug = true;  // -d: every log line to agent.log
-    std::map<std::string, std::string> env = {};  // added to the agent's environment
-};
-
 class AgentRun {
 public:
     ~AgentRun();
     const testsupport::TempDir& dir() const { return dir_; }
-    // Writes plug.conf and the SDK state copy, and starts the agent with [-d] -f -m.
-    void Start(const AgentConfig& cfg);
+    // Writes plug.conf (registration on 127.0.0.1:`port`; no "com" in the name: test mode) and
+    // the SDK state copy, and starts the agent with -d (every log line to agent.log), -f and -m,
+    // its time `scale` times faster.
+    void Start(int port, double scale = 10);
     std::string Log() const { return testsupport::ReadFile(dir_.File("agent.log")); }
     std::string Status() const { return testsupport::ReadFile(dir_.File("plugstatus")); }
-    bool WaitStatus(const std::string& code, int timeoutMs) const;  // code without the newline
     bool WaitLog(const std::string& needle, int timeoutMs) const;
     size_t CountLog(const std::string& needle) const { return testsupport::CountOf(Log(), needle); }
     // Waits for the agent's end: true with its exit status.
@@ -53,11 +46,6 @@ private:
 
 // A simulator with the agent's key on ephemeral loopback ports, started.
 std::unique_ptr<psim::PlatformSim> StartSim(psim::SimSettings s = psim::SimSettings());
-
-// The agent configured for `sim`'s registration port.
-inline AgentConfig ConfigFor(const psim::PlatformSim& sim, double scale) {
-    return AgentConfig{sim.RegPort(), scale};
-}
 
 // Waits for the agent to be logged in: a login answer sent and the first heartbeat received.
 bool WaitLoggedIn(const psim::PlatformSim& sim, int timeoutMs);

@@ -19,7 +19,7 @@ TEST(BadInputE2e, DeafLinkInputsThenASlowReader) {
     s.interval = 20;
     auto sim = StartSim(s);
     AgentRun agent;
-    agent.Start(ConfigFor(*sim, 10));
+    agent.Start(sim->RegPort());
     ASSERT_TRUE(WaitLoggedIn(*sim, 20000)) << agent.Log();
     uint8_t mac[6];
     sim->AgentMac(mac);
@@ -27,15 +27,14 @@ TEST(BadInputE2e, DeafLinkInputsThenASlowReader) {
         Bytes body = psim::FunctionCallBody(0, mac, psim::FunctionCallPayload(tag, 2, {}));
         return psim::BuildFrame(kKey, 20, 0, {}, body);
     };
-    auto tagOf = [](const psim::SimEvent& e) {  // of a function answer, -1 for other frames
-        const Bytes& p = e.frame.plain;
-        return e.isRxFrame && e.frame.raw.MsgType() == 26 && p.size() >= 13 ? GetLe16(&p[11]) : -1;
+    auto tagOf = [](const psim::DecodedFrame& f) {  // of a function answer, -1 for other frames
+        return f.raw.MsgType() == 26 && f.plain.size() >= 13 ? GetLe16(&f.plain[11]) : -1;
     };
     auto answered = [&](size_t from, uint16_t tag) {
         return sim->WaitFor(
             [&](const std::vector<psim::SimEvent>& ev) {
                 for (size_t i = from; i < ev.size(); ++i)
-                    if (tagOf(ev[i]) == tag) return true;
+                    if (ev[i].isRxFrame && tagOf(ev[i].frame) == tag) return true;
                 return false;
             },
             5000);
@@ -74,13 +73,11 @@ TEST(BadInputE2e, DeafLinkInputsThenASlowReader) {
     int lastTag = 999;
     size_t answers = 0;
     while (cutter.Next(&raw)) {
-        psim::SimEvent e;
-        e.isRxFrame = true;
-        e.frame = psim::DecodeFrame(kKey, raw);
+        psim::DecodedFrame f = psim::DecodeFrame(kKey, raw);
         if (raw.MsgType() != 26) continue;
-        ASSERT_TRUE(e.frame.checksumOk) << "answer " << answers << " was cut";
-        EXPECT_EQ(lastTag + 1, tagOf(e));
-        lastTag = tagOf(e);
+        ASSERT_TRUE(f.checksumOk) << "answer " << answers << " was cut";
+        EXPECT_EQ(lastTag + 1, tagOf(f));
+        lastTag = tagOf(f);
         ++answers;
     }
     EXPECT_EQ(0u, cutter.TakeSkipped());

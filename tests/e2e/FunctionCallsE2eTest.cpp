@@ -28,7 +28,7 @@ protected:
         s.interval = 20;
         s.decode = 1;
         sim = StartSim(s);
-        agent.Start(ConfigFor(*sim, 10));
+        agent.Start(sim->RegPort());
         ASSERT_TRUE(WaitLoggedIn(*sim, kWaitMs)) << agent.Log();
     }
     bool Run(const std::string& line) { return psim::RunCommand(*sim, line, [] {}); }
@@ -96,7 +96,9 @@ TEST_F(FunctionCalls, FirmwareCommandAnswerAndRefusedUpdate) {
     testupdate::HttpTestServer http("HTTP/1.1 200 OK\r\nContent-Length: 3000\r\n\r\n" + body);
     ASSERT_TRUE(Run("plugdata plugin-update url=http://127.0.0.1:" + std::to_string(http.port()) +
                     "/plug/plugagent fileMD5=" + upper));
-    ASSERT_TRUE(agent.WaitStatus("104", kWaitMs)) << agent.Log();
+    ASSERT_TRUE(testsupport::WaitUntil([&] { return agent.Status() == "104\n"; },
+                                       std::chrono::milliseconds(kWaitMs)))
+        << agent.Log();
     EXPECT_EQ(FirstUpload(3),
               "{\"pluginID\":\"PLUGIN-0001\",\"fromVersion\":\"2.0.0.7\",\"toVersion\":\"2.0.0.8\","
               "\"process\":0,\"result\":-1,\"resultDesc\":\"\"}");

@@ -21,7 +21,7 @@ TEST(SessionE2e, RegisterLoginRulesRequestHeartbeatsThenForcedDisconnect) {
     s.login.delayMs = RealMs(3, scale);
     auto sim = StartSim(s);
     AgentRun agent;
-    agent.Start(ConfigFor(*sim, scale));
+    agent.Start(sim->RegPort(), scale);
     std::vector<std::string> statuses;
     testsupport::WaitUntil(
         [&] {
@@ -71,7 +71,7 @@ TEST(SessionE2e, NothingListensTwelveFailedCyclesExitWith102) {
     // A loopback port that refuses connections: bound, not listening.
     int port = 0, fd = testsupport::BindLoopback(&port, false);
     AgentRun agent;
-    agent.Start(AgentConfig{port});
+    agent.Start(port);
     int status = -1;
     bool exited = agent.WaitExit(60000, &status);
     close(fd);

@@ -92,12 +92,11 @@ TEST_F(DownloadTest, ResponsesFromTheScriptedServer) {
 TEST_F(DownloadTest, SilentServerRefusedConnectAndBadArgumentsGiveUp) {
     ScaledClock fast(1000.0);  // 30 s of silence last 30 ms
     SetClock(&fast);
-    int silent = 0, listenFd = testsupport::BindLoopback(&silent);  // connects, never answers
-    EXPECT_EQ(DownLoadFIle("127.0.0.1", silent, "/a", file.c_str()), -1);
+    int port = 0, listenFd = testsupport::BindLoopback(&port);  // connects, never answers
+    EXPECT_EQ(DownLoadFIle("127.0.0.1", port, "/a", file.c_str()), -1);
     EXPECT_TRUE(log.Contains("http: no answer for 30 s"));
-    EXPECT_EQ(DownTestRateFIle("127.0.0.1", silent, "/a", nullptr), -1);
-    close(listenFd);
-    int port = testupdate::FreeLoopbackPort();
+    EXPECT_EQ(DownTestRateFIle("127.0.0.1", port, "/a", nullptr), -1);
+    close(listenFd);  // from now on connections are refused
     EXPECT_EQ(DownLoadFIle("127.0.0.1", port, "/a", file.c_str()), -1);
     EXPECT_TRUE(log.Contains("http: connect to 127.0.0.1:" + std::to_string(port) + " failed"));
     EXPECT_EQ(DownLoadFIle("no-such-host.invalid", 80, "/a", file.c_str()), -1);
@@ -126,7 +125,8 @@ TEST_F(DownloadTest, StockServerMultiMegabyteFileAndItsMd5) {
         c = static_cast<char>(rng());
     testsupport::TempDir www;
     testsupport::WriteFile(www.File("plug.bin"), big);
-    int port = testupdate::FreeLoopbackPort();
+    int port = 0;  // a port free for httpd
+    close(testsupport::BindLoopback(&port));
     Process httpd;  // killed and reaped when the test ends
     ASSERT_EQ(httpd.Start({"busybox", "httpd", "-f", "-p", "127.0.0.1:" + std::to_string(port),
                            "-h", www.path()}),

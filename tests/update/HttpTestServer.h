@@ -13,13 +13,6 @@
 
 namespace testupdate {
 
-// A TCP port on loopback that nothing listens on at the moment of the call.
-inline int FreeLoopbackPort() {
-    int port = 0;
-    close(testsupport::BindLoopback(&port));
-    return port;
-}
-
 class HttpTestServer {
 public:
     explicit HttpTestServer(std::string response)
@@ -52,10 +45,7 @@ private:
                 std::lock_guard<std::mutex> g(mu_);
                 lastRequest_ = req;
             }
-            for (size_t off = 0; off < response_.size(); off += static_cast<size_t>(n))
-                if ((n = send(fd, response_.data() + off, response_.size() - off, MSG_NOSIGNAL)) <=
-                    0)
-                    break;
+            send(fd, response_.data(), response_.size(), MSG_NOSIGNAL);  // blocks until all sent
         }
     }
 
