@@ -223,10 +223,9 @@ bool Soak::Start() {
         testsupport::WriteFile(bin + "/" + tool, "#!/bin/sh\necho \"$0 $*\"\nexit 0\n");
         chmod((bin + "/" + tool).c_str(), 0755);
     }
-    e2e::AgentConfig cfg = e2e::ConfigFor(*sim_, scale_);
-    cfg.debug = getenv("SOAK_DEBUG") != nullptr;
-    cfg.env["PATH"] = bin + ":" + (getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin");
-    agent_.Start(cfg);
+    agent_.Start(sim_->RegPort(), scale_,
+                 {{"PATH", bin + ":" + (getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin")}},
+                 getenv("SOAK_DEBUG") != nullptr);
     router_ = testsupport::ReadFile(agent_.dir().File("router.json"));
     if (!watch_.Wait([this] { return watch_.loggedIn >= 1; })) return false;
     // The agent is the driver's only child.

@@ -6,21 +6,22 @@ AgentRun::~AgentRun() {
     if (child_) child_->Kill();
 }
 
-void AgentRun::Start(int port, double scale) {
+void AgentRun::Start(int port, double scale, std::map<std::string, std::string> env, bool debug) {
     testsupport::WriteFile(
         dir_.File("plug.conf"),
         std::string("[Dev]\nPIN=") + kPin + "\n[Protool]\nKEY=" + kKey +
             "\nSERVER1=127.0.0.1\nSERVER2=127.0.0.1\nPORT=" + std::to_string(port) + "\n");
-    std::map<std::string, std::string> env = {{"PLUG_RUNTIME_DIR", dir_.path()},
-                                              {"PLUG_TIME_SCALE", std::to_string(scale)}};
+    env["PLUG_RUNTIME_DIR"] = dir_.path();
+    env["PLUG_TIME_SCALE"] = std::to_string(scale);
 #ifdef PLUG_SDK_DEFAULT_STATE_FILE
     testsupport::WriteFile(dir_.File("router.json"),
                            testsupport::ReadFile(PLUG_SDK_DEFAULT_STATE_FILE));
     env["PLUG_SDK_STATE"] = dir_.File("router.json");
     env["PLUG_SDK_CALL_LOG"] = dir_.File("sdk-calls.log");
 #endif
-    std::vector<std::string> argv{testsupport::AgentBinary(), "-d", "-f",
-                                  dir_.File("plug.conf"),     "-m", "A1B2C3D4E5F6"};
+    std::vector<std::string> argv{testsupport::AgentBinary(), "-f", dir_.File("plug.conf"), "-m",
+                                  "A1B2C3D4E5F6"};
+    if (debug) argv.insert(argv.begin() + 1, "-d");
     child_ = std::make_unique<testsupport::Child>(argv, env, dir_.File("agent.log"), dir_.path());
 }
 

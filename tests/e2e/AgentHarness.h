@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <string>
 
@@ -27,9 +28,10 @@ public:
     ~AgentRun();
     const testsupport::TempDir& dir() const { return dir_; }
     // Writes plug.conf (registration on 127.0.0.1:`port`; no "com" in the name: test mode) and
-    // the SDK state copy, and starts the agent with -d (every log line to agent.log), -f and -m,
-    // its time `scale` times faster.
-    void Start(int port, double scale = 10);
+    // the SDK state copy, and starts the agent with -f and -m, its time `scale` times faster,
+    // `env` added to its environment, and with `debug` -d (every log line to agent.log).
+    void Start(int port, double scale = 10, std::map<std::string, std::string> env = {},
+               bool debug = true);
     std::string Log() const { return testsupport::ReadFile(dir_.File("agent.log")); }
     std::string Status() const { return testsupport::ReadFile(dir_.File("plugstatus")); }
     bool WaitLog(const std::string& needle, int timeoutMs) const;
