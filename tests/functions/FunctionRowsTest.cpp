@@ -292,6 +292,8 @@ TEST(BadInput, ShortParametersAreRefusedWithCode1) {
     Bytes account(192, 0);
     std::fill(account.begin() + 64, account.begin() + 96, 'x');  // Samba user fills its field
     const Bytes braces(1100, '{');
+    // Valid JSON naming a rate-test address, padded to 1024 bytes: one over the bound.
+    const std::string json1024 = "{\"value_func61\":\"127.0.0.1\"}" + std::string(996, ' ');
     const std::vector<Bytes> requests = {
         Request(17, Hex("01 00 41 42 43")),          Request(3, Hex("00")),
         Request(35, Cat(kPhone, Bytes{0})),          Request(45, Hex("08 08 08 08")),
@@ -299,7 +301,7 @@ TEST(BadInput, ShortParametersAreRefusedWithCode1) {
         Request(37, Cat(kPhone, Hex("61 62"))),      Request(29, Bytes(191, 0)),
         Request(57, Bytes(34, 0x61)),                Request(32, Bytes(33, 0)),
         Request(29, account),                        Request(8, Bytes(23, 0)),
-        Request(87, Cat(Hex("01 00"), braces)),      Request(87, Cat(Hex("00 04"), braces)),
+        Request(87, Cat(Hex("01 00"), braces)),      Request(87, Cat(Hex("00 04"), json1024)),
         Request(87, Cat(Hex("00 00"), braces)),      Request(87, Hex("64 00 7B 7D")),
         Request(87, Cat(Hex("07 00"), std::string("{\"a\":1}"))),
     };
