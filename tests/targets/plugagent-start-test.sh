@@ -5,7 +5,8 @@
 #   - one that exits repeatedly, or never logs in within the login time, is rolled back;
 #   - a stop before login, or a power cut (SIGKILL) after each step of the install, the trial,
 #     the keep and the rollback, leaves a runnable agent, and the next start ends with one agent
-#     in place and nothing left over.
+#     in place and nothing left over;
+#   - an agent missing beside a kept previous one is replaced by that one.
 # Usage: plugagent-start-test.sh START_SCRIPT sh|busybox   (the shell that runs the script)
 set -u
 script=$1
@@ -156,6 +157,14 @@ done
 for cut in rollback-marked restored; do
 	run_case "cut-$cut" crash "$cut" old
 done
+# No update under way, the agent missing beside a kept previous one: that one is restored.
+setup agent-missing good
+rm "$d/run/plug_download"
+mv "$d/bin/plugagent" "$d/bin/plugagent.prev"
+start
+wait_for "login of the restored agent" logged_in_as 0 old &&
+	{ in_place old || fail "installed: $(ls "$d/bin")"; }
+stop
 
 if [ "$failures" -gt 0 ]; then
 	echo "plugagent-start ($2): $failures failed"
