@@ -72,6 +72,7 @@ TEST_F(Session, EmptyPinOrKeyIsFatalAndARefusedRegisterAsksTheSdkForMacAndSerial
     gKeyText[0] = '\0';
     EXPECT_EQ(kPlugFatal, RegistSendMsg());
     EXPECT_TRUE(log.Contains("ERROR: KEY is empty, plese check your plug.conf!"));
+    memcpy(gKeyText, kKey, strlen(kKey));
     memset(l_mac, 0, sizeof l_mac);
     memset(gSN, 0, sizeof gSN);
     peer.CloseListener();
